@@ -7,7 +7,8 @@
 // responses. What a context points to is decided by the request's name alone,
 // so that a void* is only ever read as the type it was made with:
 //
-//   "RetrieveDeviceTopology", "RetrieveAllDeviceTopology", "QryCamLocation":
+//   "RetrieveDeviceTopology", "RetrieveAllDeviceTopology", "QryCamLocation",
+//   "RetrieveServerInfo":
 //       a QString with the station id;
 //   "RetrieveAllCamInfo", "RetrieveCamInfo":
 //       a QVariantMap with the request's own arguments ("relayPath", "camIDList");
@@ -19,7 +20,7 @@ namespace RequestContexts {
 inline bool carriesStationId(const QString& command)
 {
     return command == QLatin1String("RetrieveDeviceTopology") || command == QLatin1String("RetrieveAllDeviceTopology")
-        || command == QLatin1String("QryCamLocation");
+        || command == QLatin1String("QryCamLocation") || command == QLatin1String("RetrieveServerInfo");
 }
 
 inline bool carriesArguments(const QString& command)
