@@ -24,9 +24,9 @@ void NodeDataCommander::retrieveServerInfo(const QString&) {}
 void NodeDataCommander::retrieveRuleInfo(const QString&) {}
 void NodeDataCommander::getCameraStatus(const QString&, const QString&) {}
 
-bool NodeDataCommander::nodeInfoRetrieved() const { return false; }
-bool NodeDataCommander::camStatusRetrieved() const { return false; }
-bool NodeDataCommander::topologyRetrieved() const { return false; }
-bool NodeDataCommander::serverInfoRetrieved() const { return false; }
-bool NodeDataCommander::logicalTreeRetrieved() const { return false; }
-bool NodeDataCommander::locationRetrieved() const { return false; }
+bool NodeDataCommander::isNodeInfoRetrieved() const { return false; }
+bool NodeDataCommander::isCamStatusRetrieved() const { return false; }
+bool NodeDataCommander::isTopologyRetrieved() const { return false; }
+bool NodeDataCommander::isServerInfoRetrieved() const { return false; }
+bool NodeDataCommander::isLogicalTreeRetrieved() const { return false; }
+bool NodeDataCommander::isLocationRetrieved() const { return false; }

@@ -35,12 +35,12 @@ public:
     void retrieveRuleInfo(const QString& stationId);
     void getCameraStatus(const QString& stationId, const QString& cameraId);
 
-    bool nodeInfoRetrieved() const;
-    bool camStatusRetrieved() const;
-    bool topologyRetrieved() const;
-    bool serverInfoRetrieved() const;
-    bool logicalTreeRetrieved() const;
-    bool locationRetrieved() const;
+    bool isNodeInfoRetrieved() const;
+    bool isCamStatusRetrieved() const;
+    bool isTopologyRetrieved() const;
+    bool isServerInfoRetrieved() const;
+    bool isLogicalTreeRetrieved() const;
+    bool isLocationRetrieved() const;
 
 signals:
     void sendCommand(const QString& requestName, const QVariant& requestArguments, void* pvContext, bool blockReq);
