@@ -1,0 +1,200 @@
+#pragma once
+
+#include "DeviceTree.h"
+#include "NodeDataCommander.h"
+#include "PluginBase.h"
+#include "TopologyPayloadParser.h"
+
+#include <QMap>
+#include <QObject>
+#include <QString>
+#include <QVariant>
+
+#include <functional>
+#include <map>
+#include <vector>
+
+class QAbstractItemModel;
+class QQmlContext;
+
+// The topology module as the host and the views see it: the host plug-in
+// (replies and broadcasts come in through CommandProcessor/EventProcessor and
+// are routed by name), the owner of the device tree and the retrieval, and the
+// facade that QML reaches through properties, invokable operations and signals.
+class PluginTopologyMgt : public PluginBase
+{
+    Q_OBJECT
+    Q_PLUGIN_METADATA(IID PluginBase_iid FILE "PluginTopologyMgt.json")
+    Q_INTERFACES(PluginBase)
+
+    Q_PROPERTY(bool topologyRetrieved READ topologyRetrieved NOTIFY topologyRetrievedChanged)
+    Q_PROPERTY(bool logicalTreeRetrieved READ logicalTreeRetrieved NOTIFY logicalTreeRetrievedChanged)
+    Q_PROPERTY(bool locationRetrieved READ locationRetrieved NOTIFY locationRetrievedChanged)
+    Q_PROPERTY(bool nodeInfoRetrieved READ nodeInfoRetrieved NOTIFY nodeInfoRetrievedChanged)
+    Q_PROPERTY(bool serverInfoRetrieved READ serverInfoRetrieved NOTIFY serverInfoRetrievedChanged)
+    Q_PROPERTY(bool camStatusRetrieved READ camStatusRetrieved NOTIFY camStatusRetrievedChanged)
+
+public:
+    PluginTopologyMgt();
+    ~PluginTopologyMgt() override;
+
+    // Host contract.
+    bool InitialPluginBase(QQmlContext* context, void* handle, FrameworkWrapperBase* framework) override;
+    void EventProcessor(QString event, qint64 eventTime, int eventKind, int eventSource, QVariant data,
+                        const QString& target) override;
+    void EventProcessorEx(QString event, ConfigBase* config, qint64 eventTime, int eventKind, int eventSource,
+                          QVariant data, const QString& target) override;
+    void CommandProcessor(QString command, QVariant respData, void* pvContext, QString returnCode, QString reserved,
+                          bool completed, const QString& origin) override;
+    void CommandProcessorEx(QString command, ConfigBase* config, QVariant respData, void* pvContext,
+                            QString returnCode, QString reserved, bool completed, const QString& origin) override;
+    bool Init(QQmlContext* context) override;
+    void PluginServerConnected() override;
+    void PluginServerDisconnected() override;
+
+    bool topologyRetrieved() const;
+    bool logicalTreeRetrieved() const;
+    bool locationRetrieved() const;
+    bool nodeInfoRetrieved() const;
+    bool serverInfoRetrieved() const;
+    bool camStatusRetrieved() const;
+
+    QString clientId() const { return m_clientId; }
+
+    // Names of the routed replies and broadcasts, in table order.
+    QStringList commandHandlerNames() const;
+    QStringList eventActionNames() const;
+
+signals:
+    void didoNodeChanged(const QString& nodeId);
+    void updateVCARulesResp(const QString& stationId);
+    void nodeInserted(const QString& nodeId);
+    void standardNodeInserted(const QString& nodeId);
+    void nodeStatusChanged(int type, const QString& nodeUID, bool connected);
+    void cameraRecordingStatusChanged(const QString& cameraId, bool recording);
+    void getCameraStatusResp(const QString& nodeID, const QVariant& camStatus);
+    void moveLogicalTreeNodeResp(bool success);
+    void moveLogicalTreeNodeComplete();
+    void renameFolderResponded(const QString& treeNodeID, bool success);
+    void removeLogicalTreeItemResp(bool success);
+    void logicalTreeFolderInserted(bool success, const QString& newFolderID);
+    void topologyRetrievedChanged(bool retrieved);
+    void locationRetrievedChanged(bool retrieved);
+    void nodeInfoRetrievedChanged(bool retrieved);
+    void serverInfoRetrievedChanged(bool retrieved);
+    void camStatusRetrievedChanged(bool retrieved);
+    void logicalTreeRetrievedChanged(bool retrieved);
+    void diStatusChanged(const QString& nodeId, int diIndex, bool bTrigger);
+    void doStatusChanged(const QString& nodeId, int doIndex, bool bTrigger);
+    void addDeviceIntoLogicalTreeResp(bool success);
+    void addStationIntoLogicalTreeResp(bool success);
+    void cameraNameChanged(const QString& cameraId, const QString& name);
+    void cameraVCAProjectChanged(QString cameraId);
+    void stationInserted(const QString& stationNodeId, const QString& stationName, const QString& parentNodeId);
+    void stationRemoved(const QString& stationId);
+    void deviceRemoved(const QString& deviceId);
+    void stationConnectionStatusChanged(const QString& stationId, bool connected, bool isNVR);
+    void stationWifiConnectionStatusChanged(const QString& stationId, bool connected);
+    void stationNameChanged(const QString& stationId, const QString& name);
+    void stationTakenOverChanged(const QString& stationId, bool takenOver);
+    void failoverStatusChanged(const QString& redundantServerId, const QString& status, const QString& activeServerId);
+    void getLogicalTreePathIdsResponse(const QVariantList& pathIds);
+    void deviceInfoRetrieved(const QString& deviceId);
+    void cameraAndStationConnectionStatusRetrieved();
+    void refreshCameraInfoResp(bool completed, bool success, const QString& relayPath, const QString& camID);
+    void getAllWebPageResp(const QVariantList& allWebPage);
+    void notifyWebPageChanged(const QVariantList& webPages);
+    void webPageChanged();
+    void locationIDChanged(const QString& cameraId);
+    void restoreUngroupedDevicesFinished();
+    void serverDisconnected();
+
+public slots:
+    void sendCommandToServer(const QString& requestName, const QVariant& requestArguments, void* pvContext,
+                             bool blockReq);
+
+public:
+    // Retrieval.
+    Q_INVOKABLE void retrieveDeviceTopology(const QString& stationId);
+    Q_INVOKABLE void retrieveAllDeviceTopology(const QString& stationId);
+    Q_INVOKABLE void getCameraStatus(const QString& stationId, const QString& cameraId);
+    void retryQueryLocation();
+
+    // Rules and server information.
+    Q_INVOKABLE void updateVCARules();
+    Q_INVOKABLE void getServerInfo();
+
+    // Topology queries.
+    Q_INVOKABLE QVariantList getCameraInfoList() const;
+    Q_INVOKABLE QVariant cameraInfoFrom(const QString& camUID, const QString& roleName) const;
+    Q_INVOKABLE QVariantMap cameraInfoMap(const QString& camUID) const;
+    Q_INVOKABLE QVariant deviceInfoFrom(const QString& nodeId, const QString& roleName) const;
+    Q_INVOKABLE void refreshCameraInfo(const QVariantMap& camera, bool refresh);
+
+    // Device models and device-tree queries.
+    Q_INVOKABLE QAbstractItemModel* getStandardTopologyModel();
+    Q_INVOKABLE QVariantMap getValuesFromModel(int modelType, const QString& keyRoleName,
+                                               const QString& valueRoleName) const;
+    Q_INVOKABLE QVariant getValueFromModel(int modelType, const QString& idRole, const QString& roleName) const;
+    Q_INVOKABLE QVariantMap getCameraNames() const;
+    Q_INVOKABLE QVariantList getStationTree() const;
+    Q_INVOKABLE QVariantMap getStationMap() const;
+    Q_INVOKABLE QStringList getStationRelayPathList(bool includeNVR) const;
+    Q_INVOKABLE QVariantList getLinuxNVRInfoList(const QString& stationId) const;
+    Q_INVOKABLE QVariantMap getRootStationNameAndCameras() const;
+    Q_INVOKABLE void setProcessingStatus(const QString& cameraId, const QString& stationId, int status);
+    Q_INVOKABLE QStringList getCameraResolutionList(const QString& stationId, const QString& cameraId) const;
+    Q_INVOKABLE QVariantMap getDeviceTreeMap() const;
+    Q_INVOKABLE QVariantMap getHMDeviceTreeMap() const;
+    Q_INVOKABLE QVariantList getTalvixChannelInfoList() const;
+    Q_INVOKABLE QVariantMap getTalvixChannelInfo(const int& channel) const;
+    Q_INVOKABLE QVariantList getUpgradeStationTreeList() const;
+    Q_INVOKABLE bool hasStationOrCameraInRootStation() const;
+    Q_INVOKABLE bool existedInDeviceTree(const QString& nodeId) const;
+
+    // Topology payloads.
+    QVariantMap createCameraInfoMap(const QVariantMap& cameraEntry, const QString& stationId) const;
+    std::vector<QVariantMap> parseCamerasList(const QVariantList& cameras, const QString& stationId) const;
+    std::vector<QVariantMap> parseStationsList(const QVariantList& stations) const;
+    QVariantList allNonRedundantServerSubstations(const QVariantList& nodeList) const;
+    QString decryptUrlString(const QString& text) const;
+    QStringList generateDefaultDiDoNameList(const QString& prefix, int count) const;
+
+    DeviceTree& deviceTree() { return m_deviceTree; }
+    const DeviceTree& deviceTree() const { return m_deviceTree; }
+
+private:
+    using CommandHandler = std::function<void(const QVariant&, void*, const QString&, bool, const QString&)>;
+    using EventAction = std::function<void(const QVariant&)>;
+
+    void initialCommandHandlerMap();
+    void initialEventActionMap();
+
+    // Reply handlers.
+    void HandleRetrieveDevTopology(const QVariant& respData, const QString& returnCode);
+    void HandleRetrieveNodeInfo(const QVariant& respData, void* pvContext, const QString& returnCode, bool completed);
+    void HandleRetrieveRuleInfo(const QVariant& respData, void* pvContext, const QString& returnCode, bool completed);
+    void HandleRetrieveLoginStationInfo(const QVariant& respData, const QString& returnCode);
+    void HandleRetrieveSrvInfo(const QVariant& respData, const QString& returnCode);
+    void HandleExternalDevicesRetrieve(const QVariant& respData);
+
+    void storeDiDoStates(const std::vector<QVariantMap>& records);
+    void storeDiDoState(const QString& nodeId, int inputCount, int outputCount);
+
+    std::map<QString, EventAction> m_eventActionMap;
+    std::map<QString, CommandHandler> m_commandHandlerMap;
+    NodeDataCommander m_commander;
+    DeviceTree m_deviceTree;
+    TopologyPayloadParser m_payloadParser{m_deviceTree};
+    // Camera identifier -> the camera information record built from the node information answers.
+    QMap<QString, QVariantMap> m_cameraInfoMap;
+    // Node identifier -> the on/off state of each digital input and output.
+    struct DiDoState
+    {
+        QList<bool> inputs;
+        QList<bool> outputs;
+    };
+    QHash<QString, DiDoState> m_diDoStates;
+    QString m_clientId;
+    int m_trailing = 0;
+};

@@ -1,0 +1,193 @@
+#include "PluginTopologyMgt.h"
+#include "QorbLogUtlStub.h"
+#include "SimulatedFramework.h"
+
+#include <QtTest>
+
+// Replies and broadcasts reach the module through two entry points and are
+// routed by name; these tests pin the routing rules the rest relies on.
+class PluginDispatchTest : public QObject
+{
+    Q_OBJECT
+private:
+    struct Fixture
+    {
+        Fixture()
+        {
+            framework.setPlugin(&plugin);
+            plugin.InitialPluginBase(nullptr, &hostHandle, &framework);
+            QorbLogUtlStub::clear();
+        }
+        int hostHandle = 0;
+        SimulatedFramework framework;
+        PluginTopologyMgt plugin;
+    };
+
+    static QList<QByteArray> logged() { return QorbLogUtlStub::messages(); }
+
+private slots:
+    void init() { QorbLogUtlStub::setDisabled({}); }
+
+    void repliesAreRoutedByExactNameBeforeTheCommander()
+    {
+        Fixture given;
+
+        given.plugin.CommandProcessor(QStringLiteral("RetrieveServerInfo"), QVariantMap(), nullptr,
+                                      QStringLiteral("42"), QString(), true, QString());
+
+        // The handler's line comes first, then the commander's for the same reply.
+        QCOMPARE(logged(), (QList<QByteArray>{
+                               "PluginTopologyMgt::HandleRetrieveSrvInfo, HandleRetrieveSrvInfo return code : 42",
+                               "NodeDataCommander::commandProcessor, METHOD_SRV_INFO_RETRIEVE return code : 42"}));
+
+        QorbLogUtlStub::clear();
+        given.plugin.CommandProcessor(QStringLiteral("retrieveserverinfo"), QVariantMap(), nullptr,
+                                      QStringLiteral("42"), QString(), true, QString());
+        QVERIFY(logged().isEmpty());
+    }
+
+    void unknownRepliesReachOnlyTheCommander()
+    {
+        Fixture given;
+
+        given.plugin.CommandProcessor(QStringLiteral("RetrieveAllDeviceTopology"), QVariant(), nullptr,
+                                      QStringLiteral("13"), QString(), true, QString());
+
+        QCOMPARE(logged(), (QList<QByteArray>{
+                               "Retrieve All DeviceTopology failed. Start retry, returnCode:13, stationID:"}));
+    }
+
+    void replyHandlerRunsBeforeTheCommanderSeesIt()
+    {
+        Fixture given;
+        const QString frameworkError = QStringLiteral("{6A1F3C8E-4B2D-4E7A-9C05-B8D2E1F47A36}FrameworkInternalError");
+        void* context = new QVariantMap{{QStringLiteral("relayPath"), QStringLiteral("dispatch-order")}};
+
+        given.plugin.CommandProcessor(QStringLiteral("RetrieveAllCamInfo"), QVariant(), context, frameworkError,
+                                      QString(), true, QString());
+
+        const QList<QByteArray> lines = logged();
+        QVERIFY(lines.size() >= 2);
+        QCOMPARE(lines.at(0), ("RetrieveNodeInfo fail station:dispatch-order, return code :" + frameworkError).toLocal8Bit());
+        QCOMPARE(lines.at(1),
+                 ("Get CamInfo fail, station: dispatch-order, returnCode: " + frameworkError + ", cmd: RetrieveAllCamInfo")
+                     .toLocal8Bit());
+    }
+
+    void whoAmIAnswerBecomesTheClientId()
+    {
+        Fixture given;
+        given.plugin.PluginServerConnected();
+        const int whoAmI = given.framework.lastIndexOf(QStringLiteral("whoAmI"));
+        QVERIFY(whoAmI >= 0);
+        QCOMPARE(given.framework.requests().at(whoAmI).context, nullptr);
+        QCOMPARE(given.framework.requests().at(whoAmI).blocking, false);
+        QorbLogUtlStub::clear();
+
+        given.framework.respond(whoAmI, QStringLiteral("client-7"));
+        given.plugin.CommandProcessor(QStringLiteral("whoAmI"), QStringLiteral("client-8"), nullptr,
+                                      QStringLiteral("0"), QString(), true, QString());
+
+        QCOMPARE(given.plugin.clientId(), QStringLiteral("client-8"));
+        QCOMPARE(logged(), (QList<QByteArray>{"I'm client id (client-7).", "I'm client id (client-8)."}));
+    }
+
+    void exEntryPointsAndForeignTargetsChangeNothing()
+    {
+        Fixture given;
+        QSignalSpy anySignal(&given.plugin, &PluginTopologyMgt::stationInserted);
+        const QVariantMap loginStation{{QStringLiteral("stationName"), QStringLiteral("s_HQ")}};
+
+        given.plugin.CommandProcessorEx(QStringLiteral("RetrieveLoginStationInfo"), nullptr, loginStation, nullptr,
+                                        QStringLiteral("0"), QString(), true, QString());
+        given.plugin.EventProcessorEx(QStringLiteral("NotifyStationInsert"), nullptr, 0, 0, 0, QVariantMap(), QString());
+        given.plugin.EventProcessor(QStringLiteral("NotifyStationInsert"), 0, 0, 0,
+                                    QVariantMap{{QStringLiteral("relayPath"), QStringLiteral("S9")}},
+                                    QStringLiteral("another-receiver"));
+
+        QCOMPARE(anySignal.count(), 0);
+        QCOMPARE(given.plugin.getStandardTopologyModel()->rowCount(), 0);
+        QVERIFY(given.framework.requests().isEmpty());
+        QVERIFY(logged().isEmpty());
+    }
+
+    void failedSendsAreLogged()
+    {
+        PluginTopologyMgt withoutFramework;
+        withoutFramework.InitialPluginBase(nullptr, nullptr, nullptr);
+        QorbLogUtlStub::clear();
+        withoutFramework.sendCommandToServer(QStringLiteral("RetrieveServerInfo"), QVariant(), nullptr, false);
+        // The direct "whoAmI" path stays silent without a framework.
+        withoutFramework.PluginServerConnected();
+        QVERIFY(logged().contains("SendCommand (RetrieveServerInfo) failed"));
+        QVERIFY(!logged().contains("SendCommand (whoAmI) failed"));
+
+        Fixture refusing;
+        refusing.framework.setAcceptsRequests(false);
+        refusing.plugin.sendCommandToServer(QStringLiteral("GetWifiStatus"), QVariant(), nullptr, false);
+        QCOMPARE(logged(), (QList<QByteArray>{"SendCommand (GetWifiStatus) failed"}));
+    }
+
+    void logLinesPassTheLibraryGateFirst()
+    {
+        Fixture given;
+        QCOMPARE(QorbLogUtlStub::registeredModuleName(), QByteArray("PluginTopologyMgt"));
+        QCOMPARE(QorbLogUtlStub::registrationValue(), 19);
+
+        given.plugin.sendCommandToServer(QStringLiteral("A"), QVariant(), nullptr, false);
+        given.framework.setAcceptsRequests(false);
+        given.plugin.sendCommandToServer(QStringLiteral("B"), QVariant(), nullptr, false);
+        const QList<QorbLogUtlStub::Line> lines = QorbLogUtlStub::lines();
+        QCOMPARE(lines.size(), 1);
+        QCOMPARE(lines.first().level, 2);
+        QCOMPARE(lines.first().moduleNumber, QorbLogUtlStub::kModuleNumber);
+        QVERIFY(lines.first().sourceFile.endsWith("PluginTopologyMgt.cpp"));
+
+        // A disabled level is asked about but never written.
+        QorbLogUtlStub::clear();
+        QorbLogUtlStub::setDisabled({QorbLogUtlStub::kModuleNumber << 8 | 2});
+        given.plugin.sendCommandToServer(QStringLiteral("C"), QVariant(), nullptr, false);
+        QCOMPARE(QorbLogUtlStub::gateQueries(), 1);
+        QVERIFY(QorbLogUtlStub::lines().isEmpty());
+    }
+
+    void disconnectingTwiceIsHarmless()
+    {
+        Fixture given;
+        QSignalSpy disconnected(&given.plugin, &PluginTopologyMgt::serverDisconnected);
+        given.plugin.PluginServerDisconnected();
+        given.plugin.PluginServerDisconnected();
+        QCOMPARE(disconnected.count(), 2);
+        QCOMPARE(given.plugin.getStandardTopologyModel()->rowCount(), 0);
+    }
+
+    void everyHandlerSurvivesMalformedPayloads()
+    {
+        Fixture given;
+        const QVariantMap wrongTypes{{QStringLiteral("nodeList"), 5},
+                                     {QStringLiteral("cameras"), QStringLiteral("x")},
+                                     {QStringLiteral("stations"), QVariantMap()},
+                                     {QStringLiteral("relayPath"), QVariantList{1, 2}},
+                                     {QStringLiteral("parentStationID"), QVariantMap()},
+                                     {QStringLiteral("deviceList"), 3.5}};
+        const QVariantList listInsteadOfMap{wrongTypes, QVariant(), 7};
+        const QList<QVariant> payloads{QVariant(), QVariant(listInsteadOfMap), QVariant(wrongTypes),
+                                       QVariant(QVariantMap()), QVariant(QStringLiteral("text"))};
+        const QStringList commands = given.plugin.commandHandlerNames();
+        QVERIFY(!commands.isEmpty());
+
+        for (const QVariant& payload : payloads) {
+            for (const QString& command : commands) {
+                given.plugin.CommandProcessor(command, payload, nullptr, QStringLiteral("0"), QString(), true, QString());
+                given.plugin.CommandProcessor(command, payload, nullptr, QStringLiteral("1"), QString(), false, QString());
+            }
+            for (const QString& event : given.plugin.eventActionNames())
+                given.plugin.EventProcessor(event, 0, 0, 0, payload, QString());
+        }
+        // Only the login station reply may create a node from such payloads.
+        QVERIFY(given.plugin.getStandardTopologyModel()->rowCount() <= payloads.size());
+    }
+};
+
+QTEST_MAIN(PluginDispatchTest)
+#include "tst_plugindispatch.moc"
