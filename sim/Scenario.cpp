@@ -24,7 +24,7 @@ const QSet<QString>& knownTopLevelKeys()
         QStringLiteral("description"), QStringLiteral("format"), QStringLiteral("clientId"),
         QStringLiteral("loginStation"), QStringLiteral("answerDelayMs"), QStringLiteral("requestDelaysMs"),
         QStringLiteral("pushStatusOnSubscribe"), QStringLiteral("failures"), QStringLiteral("logicalTree"),
-        QStringLiteral("webPages"), QStringLiteral("timeline")};
+        QStringLiteral("webPages"), QStringLiteral("timeline"), QStringLiteral("cameraDefaults")};
     return keys;
 }
 
@@ -48,7 +48,7 @@ const QSet<QString>& structuralStationKeys()
 {
     static const QSet<QString> keys{QStringLiteral("cameras"), QStringLiteral("removedCameras"),
                                     QStringLiteral("locations"), QStringLiteral("externalDevices"),
-                                    QStringLiteral("stations")};
+                                    QStringLiteral("stations"), QStringLiteral("cameraDefaults")};
     return keys;
 }
 
@@ -63,6 +63,24 @@ const QSet<QString>& cameraScenarioKeys()
 bool isValidLocalId(const QString& id)
 {
     return !id.isEmpty() && !id.contains(QLatin1Char('/'));
+}
+
+QVariantMap merged(QVariantMap base, const QVariantMap& overrides)
+{
+    for (auto it = overrides.cbegin(); it != overrides.cend(); ++it)
+        base.insert(it.key(), it.value());
+    return base;
+}
+
+// A default that is text may name the camera's own "{ip}" and "{uid}".
+QVariant expandDefault(const QVariant& value, const QVariantMap& camera, const QString& localId)
+{
+    if (value.typeId() != QMetaType::QString)
+        return value;
+    QString text = value.toString();
+    text.replace(QLatin1String("{ip}"), camera.value(QStringLiteral("ip")).toString());
+    text.replace(QLatin1String("{uid}"), localId);
+    return text;
 }
 
 } // namespace
@@ -92,7 +110,8 @@ bool Scenario::readDocument(const QVariantMap& document, QString* error)
         m_requestDelaysMs.insert(it.key(), qMax(0, it.value().toInt()));
     m_pushStatusOnSubscribe = document.value(QStringLiteral("pushStatusOnSubscribe"), true).toBool();
 
-    if (!readStation(document.value(QStringLiteral("loginStation")).toMap(), -1, error))
+    if (!readStation(document.value(QStringLiteral("loginStation")).toMap(), -1,
+                     document.value(QStringLiteral("cameraDefaults")).toMap(), error))
         return false;
     if (!checkFailover(error))
         return false;
@@ -105,8 +124,11 @@ bool Scenario::readDocument(const QVariantMap& document, QString* error)
         && readFailures(document.value(QStringLiteral("failures")).toList(), error);
 }
 
-bool Scenario::readStation(const QVariantMap& map, int parentIndex, QString* error)
+bool Scenario::readStation(const QVariantMap& map, int parentIndex, const QVariantMap& inheritedCameraDefaults,
+                           QString* error)
 {
+    const QVariantMap cameraDefaults =
+        merged(inheritedCameraDefaults, map.value(QStringLiteral("cameraDefaults")).toMap());
     ScenarioStation station;
     if (parentIndex >= 0) {
         const ScenarioStation& parent = m_stations.at(parentIndex);
@@ -132,7 +154,7 @@ bool Scenario::readStation(const QVariantMap& map, int parentIndex, QString* err
         station.fields.insert(QStringLiteral("name"),
                               station.localId.isEmpty() ? QStringLiteral("s_Login Station") : station.localId);
 
-    if (!readCameras(map.value(QStringLiteral("cameras")).toList(), station, error)
+    if (!readCameras(map.value(QStringLiteral("cameras")).toList(), cameraDefaults, station, error)
         || !readRemovedCameras(map.value(QStringLiteral("removedCameras")).toList(), station, error)
         || !readLocations(map.value(QStringLiteral("locations")).toList(), station, error)
         || !readExternalDevices(map.value(QStringLiteral("externalDevices")).toList(), station, error))
@@ -152,24 +174,31 @@ bool Scenario::readStation(const QVariantMap& map, int parentIndex, QString* err
 
     const QVariantList children = map.value(QStringLiteral("stations")).toList();
     for (const QVariant& child : children) {
-        if (!readStation(child.toMap(), index, error))
+        if (!readStation(child.toMap(), index, cameraDefaults, error))
             return false;
     }
     return true;
 }
 
-bool Scenario::readCameras(const QVariantList& list, ScenarioStation& station, QString* error)
+bool Scenario::readCameras(const QVariantList& list, const QVariantMap& defaults, ScenarioStation& station,
+                           QString* error)
 {
     QSet<QString> localIds;
     for (int i = 0; i < list.size(); ++i) {
-        const QVariantMap map = list.at(i).toMap();
+        const QVariantMap given = list.at(i).toMap();
         ScenarioCamera camera;
-        camera.localId = map.value(QStringLiteral("uid"), QStringLiteral("C_%1").arg(i + 1)).toString();
+        camera.localId = given.value(QStringLiteral("uid"), QStringLiteral("C_%1").arg(i + 1)).toString();
         if (!isValidLocalId(camera.localId) || localIds.contains(camera.localId))
             return fail(error, QStringLiteral("%1: camera %2 has an empty, nested or repeated uid \"%3\"")
                                    .arg(stationLabel(station.relayPath)).arg(i + 1).arg(camera.localId));
         localIds.insert(camera.localId);
         camera.uid = station.childPath(camera.localId);
+
+        QVariantMap map = given;
+        for (auto it = defaults.cbegin(); it != defaults.cend(); ++it) {
+            if (!map.contains(it.key()))
+                map.insert(it.key(), expandDefault(it.value(), given, camera.localId));
+        }
         camera.connected = map.value(QStringLiteral("connected"), true).toBool();
         camera.recording = map.value(QStringLiteral("recording"), true).toBool();
         camera.rules = map.value(QStringLiteral("rules")).toList();

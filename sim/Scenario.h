@@ -124,8 +124,10 @@ public:
 
 private:
     bool readDocument(const QVariantMap& document, QString* error);
-    bool readStation(const QVariantMap& map, int parentIndex, QString* error);
-    bool readCameras(const QVariantList& list, ScenarioStation& station, QString* error);
+    bool readStation(const QVariantMap& map, int parentIndex, const QVariantMap& inheritedCameraDefaults,
+                     QString* error);
+    bool readCameras(const QVariantList& list, const QVariantMap& defaults, ScenarioStation& station,
+                     QString* error);
     bool readRemovedCameras(const QVariantList& list, ScenarioStation& station, QString* error);
     bool readLocations(const QVariantList& list, ScenarioStation& station, QString* error);
     bool readExternalDevices(const QVariantList& list, ScenarioStation& station, QString* error);

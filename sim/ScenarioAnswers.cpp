@@ -150,9 +150,10 @@ ServerAnswer ScenarioAnswers::answerForStation(const QString& command, const Sce
 
     if (command == QLatin1String("GetCameraStatus")) {
         const QString camId = arguments.value(QStringLiteral("camID")).toString();
-        const ScenarioCamera* camera = m_scenario.camera(camId);
+        // The id within the station first: "C_1" of a sub-station is not the login station's "C_1".
+        const ScenarioCamera* camera = m_scenario.camera(station.childPath(camId));
         if (!camera)
-            camera = m_scenario.camera(station.childPath(camId));
+            camera = m_scenario.camera(camId);
         if (!camera)
             return {unknownCameraCode, QVariantMap()};
         return {QStringLiteral("0"),
