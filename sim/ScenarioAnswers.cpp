@@ -57,11 +57,6 @@ QVariantList changeList(const QStringList& names)
     return list;
 }
 
-QStringList stringsOf(const QVariant& value)
-{
-    return value.toStringList();
-}
-
 } // namespace
 
 bool ScenarioAnswers::isStationScoped(const QString& command)
@@ -117,7 +112,7 @@ ServerAnswer ScenarioAnswers::answerForStation(const QString& command, const Sce
         {QStringLiteral("RetrieveCamInfo"),
          [](const ScenarioAnswers& a, const ScenarioStation& s, const QVariantMap& args) {
              // An empty list asks for no camera, unlike "RetrieveAllCamInfo".
-             const QStringList ids = stringsOf(args.value(QStringLiteral("camIDList")));
+             const QStringList ids = args.value(QStringLiteral("camIDList")).toStringList();
              return ids.isEmpty() ? QVariant(a.nodeInfo(s, {QString()})) : QVariant(a.nodeInfo(s, ids));
          }},
         {QStringLiteral("RetrieveServerInfo"),
@@ -126,7 +121,7 @@ ServerAnswer ScenarioAnswers::answerForStation(const QString& command, const Sce
          [](const ScenarioAnswers& a, const ScenarioStation& s, const QVariantMap&) { return a.locations(s); }},
         {QStringLiteral("RetrieveRuleInfo"),
          [](const ScenarioAnswers& a, const ScenarioStation& s, const QVariantMap& args) {
-             return a.rules(s, stringsOf(args.value(QStringLiteral("camIDList"))));
+             return a.rules(s, args.value(QStringLiteral("camIDList")).toStringList());
          }},
         {QStringLiteral("RetrieveExternalDevs"),
          [](const ScenarioAnswers& a, const ScenarioStation& s, const QVariantMap&) { return a.externalDevices(s); }},
@@ -270,8 +265,8 @@ QVariantMap ScenarioAnswers::nodeInfo(const ScenarioStation& station, const QStr
         {QStringLiteral("RefName"), station.name()},
         {QStringLiteral("Model"), f.value(QStringLiteral("serverModelName")).toString()},
         {QStringLiteral("DisplayName"), valueOr(f, QStringLiteral("displayName"), station.name()).toString()},
-        {QStringLiteral("DINum"), int(stringsOf(f.value(QStringLiteral("diNames"))).size())},
-        {QStringLiteral("DONum"), int(stringsOf(f.value(QStringLiteral("doNames"))).size())},
+        {QStringLiteral("DINum"), int(f.value(QStringLiteral("diNames")).toStringList().size())},
+        {QStringLiteral("DONum"), int(f.value(QStringLiteral("doNames")).toStringList().size())},
         {QStringLiteral("DeepSearchVersion"), QString()},
     };
     const QVariantMap overrides = f.value(QStringLiteral("info")).toMap();
@@ -396,8 +391,8 @@ QVariantList ScenarioAnswers::externalDevices(const ScenarioStation& station) co
     QVariantList list;
     for (const QVariant& entry : station.externalDevices) {
         const QVariantMap device = entry.toMap();
-        const QStringList diNames = stringsOf(device.value(QStringLiteral("diNames")));
-        const QStringList doNames = stringsOf(device.value(QStringLiteral("doNames")));
+        const QStringList diNames = device.value(QStringLiteral("diNames")).toStringList();
+        const QStringList doNames = device.value(QStringLiteral("doNames")).toStringList();
         list.append(QVariantMap{
             {QStringLiteral("RelayPath"), station.relayPath},
             {QStringLiteral("NodeID"), station.childPath(device.value(QStringLiteral("id")).toString())},
@@ -427,8 +422,8 @@ QVariantList ScenarioAnswers::diDoReferenceNames(const ScenarioStation& station)
                                 {QStringLiteral("diChangeList"), changeList(camera.diNames)},
                                 {QStringLiteral("doChangeList"), changeList(camera.doNames)}});
     }
-    const QStringList diNames = stringsOf(station.fields.value(QStringLiteral("diNames")));
-    const QStringList doNames = stringsOf(station.fields.value(QStringLiteral("doNames")));
+    const QStringList diNames = station.fields.value(QStringLiteral("diNames")).toStringList();
+    const QStringList doNames = station.fields.value(QStringLiteral("doNames")).toStringList();
     if (!diNames.isEmpty() || !doNames.isEmpty()) {
         list.append(QVariantMap{{QStringLiteral("stationNodeId"), station.relayPath},
                                 {QStringLiteral("diChangeList"), changeList(diNames)},
