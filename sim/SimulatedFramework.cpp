@@ -68,6 +68,12 @@ void SimulatedFramework::clearRequests()
             releaseContext(request);
     }
     m_requests.clear();
+    ++m_generation;
+}
+
+bool SimulatedFramework::isAnswered(int index) const
+{
+    return index >= 0 && index < m_requests.size() && m_requests.at(index).answered;
 }
 
 void SimulatedFramework::respond(int index, const QVariant& data, const QString& returnCode, bool completed,

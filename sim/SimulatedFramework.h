@@ -52,6 +52,10 @@ public:
     int count(const QString& command) const;
     // Forgets the recorded requests; their contexts are released as for unanswered ones.
     void clearRequests();
+    // Counts the calls of clearRequests, so that whoever answers later by index can
+    // tell that the index it kept now names another request (or none).
+    int generation() const { return m_generation; }
+    bool isAnswered(int index) const;
 
     // Delivers the response to request `index` (once) through CommandProcessor.
     void respond(int index, const QVariant& data, const QString& returnCode = QStringLiteral("0"),
@@ -68,4 +72,5 @@ private:
     QPointer<PluginBase> m_plugin;
     QList<RecordedRequest> m_requests;
     bool m_acceptsRequests = true;
+    int m_generation = 0;
 };

@@ -1,0 +1,504 @@
+#include <QElapsedTimer>
+#include <QSignalSpy>
+#include <QTest>
+
+#include "PluginBase.h"
+#include "RequestContexts.h"
+#include "ScenarioGenerator.h"
+#include "SimulatedFramework.h"
+#include "SimulatedInstallation.h"
+
+namespace {
+
+// Stands in for the module: records what the framework delivers and frees each
+// context after its answer, as the module does.
+class RecordingPlugin : public PluginBase
+{
+public:
+    struct Answer
+    {
+        QString command;
+        QVariant data;
+        void* context;
+        QString returnCode;
+    };
+    struct Broadcast
+    {
+        QString event;
+        QVariant data;
+    };
+
+    QList<Answer> answers;
+    QList<Broadcast> broadcasts;
+    QStringList traffic; // answers and broadcasts by name, in arrival order
+
+    bool InitialPluginBase(QQmlContext*, void*, FrameworkWrapperBase*) override { return true; }
+    void EventProcessor(QString event, qint64, int, int, QVariant data, const QString&) override
+    {
+        traffic << event;
+        broadcasts.append({event, data});
+    }
+    void EventProcessorEx(QString, ConfigBase*, qint64, int, int, QVariant, const QString&) override {}
+    void CommandProcessor(QString command, QVariant respData, void* pvContext, QString returnCode, QString, bool,
+                          const QString&) override
+    {
+        traffic << command;
+        answers.append({command, respData, pvContext, returnCode});
+        RequestContexts::release(command, pvContext);
+    }
+    void CommandProcessorEx(QString, ConfigBase*, QVariant, void*, QString, QString, bool, const QString&) override {}
+    bool Init(QQmlContext*) override { return true; }
+    void PluginServerConnected() override {}
+    void PluginServerDisconnected() override {}
+};
+
+QString sampleFile()
+{
+    return qEnvironmentVariable("TOPOLOGY_EXAMPLES_DIR") + QStringLiteral("/sample-installation.json");
+}
+
+// Reads a value out of nested maps and lists: "GetFailoverStatusRes.Name", "cameras.0.camUID".
+QVariant valueAt(QVariant value, const QString& path)
+{
+    for (const QString& step : path.split(QLatin1Char('.'), Qt::SkipEmptyParts)) {
+        bool isIndex = false;
+        const int index = step.toInt(&isIndex);
+        value = isIndex ? value.toList().value(index) : value.toMap().value(step);
+    }
+    return value;
+}
+
+QVariantMap relay(const QString& station)
+{
+    return {{QStringLiteral("relayPath"), station}};
+}
+
+} // namespace
+
+class TestSimulation : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void answersArriveThroughTheEventLoopWithTheirContext();
+    void allDeviceTopologyCoversTheStationAndEverythingBelow();
+    void answerShapes_data();
+    void answerShapes();
+    void subscribingPushesTheStationsCameraStatus();
+    void failuresAreInjectedAsOftenAsAsked();
+    void generatorBuildsTheRequestedInstallation_data();
+    void generatorBuildsTheRequestedInstallation();
+    void timelineReplaysBroadcastsInOrder();
+    void inconsistentScenariosAreRejected_data();
+    void inconsistentScenariosAreRejected();
+
+private:
+    int send(const QString& command, const QVariant& arguments = QVariant());
+    RecordingPlugin::Answer answerTo(const QString& command, const QVariant& arguments = QVariant());
+
+    SimulatedFramework* m_framework = nullptr;
+    SimulatedInstallation* m_installation = nullptr;
+    RecordingPlugin* m_plugin = nullptr;
+};
+
+void TestSimulation::init()
+{
+    m_plugin = new RecordingPlugin;
+    m_framework = new SimulatedFramework;
+    m_framework->setPlugin(m_plugin);
+    m_installation = new SimulatedInstallation;
+    QVERIFY2(m_installation->loadFile(sampleFile()), qPrintable(m_installation->errorString()));
+    m_installation->attach(m_framework);
+}
+
+void TestSimulation::cleanup()
+{
+    delete m_installation;
+    delete m_framework;
+    delete m_plugin;
+}
+
+// Sends a request with the context the module would give it.
+int TestSimulation::send(const QString& command, const QVariant& arguments)
+{
+    const QVariantMap map = arguments.toMap();
+    void* context = nullptr;
+    if (RequestContexts::carriesStationId(command))
+        context = RequestContexts::makeStationContext(map.value(QStringLiteral("relayPath")).toString());
+    else if (RequestContexts::carriesArguments(command))
+        context = RequestContexts::makeArgumentsContext(map);
+    m_framework->SendRequest(nullptr, QStringLiteral("test"), command, arguments, context, false, QString());
+    return int(m_framework->requests().size()) - 1;
+}
+
+RecordingPlugin::Answer TestSimulation::answerTo(const QString& command, const QVariant& arguments)
+{
+    const int before = int(m_plugin->answers.size());
+    send(command, arguments);
+    if (!QTest::qWaitFor([&] { return m_plugin->answers.size() > before; }, 2000))
+        return {command, QVariant(), nullptr, QStringLiteral("no answer")};
+    return m_plugin->answers.last();
+}
+
+void TestSimulation::answersArriveThroughTheEventLoopWithTheirContext()
+{
+    // Given two requests sent one after the other
+    const int topology = send(QStringLiteral("RetrieveAllDeviceTopology"), relay(QStringLiteral("S_1")));
+    send(QStringLiteral("whoAmI"));
+    void* const topologyContext = m_framework->requests().at(topology).context;
+
+    // then nothing is answered from inside the request calls
+    QVERIFY(m_plugin->answers.isEmpty());
+    QCOMPARE(m_installation->pendingAnswers(), 2);
+
+    // and both answers come from the event loop, in order, the context handed back unchanged
+    QTRY_COMPARE(m_plugin->answers.size(), 2);
+    QCOMPARE(m_plugin->traffic, (QStringList{QStringLiteral("RetrieveAllDeviceTopology"), QStringLiteral("whoAmI")}));
+    QCOMPARE(m_plugin->answers.at(0).context, topologyContext);
+    QCOMPARE(m_plugin->answers.at(1).data.toString(), QStringLiteral("sample-client-01"));
+    QCOMPARE(m_installation->pendingAnswers(), 0);
+
+    // When the framework forgets its requests before a delayed answer is due
+    m_installation->setAnswerDelay(QStringLiteral("RetrieveServerInfo"), 30);
+    send(QStringLiteral("RetrieveServerInfo"), relay(QString()));
+    m_framework->clearRequests();
+    send(QStringLiteral("whoAmI")); // now recorded under the same index
+    // then the late answer is not delivered to the request that took its index
+    QTRY_COMPARE(m_installation->pendingAnswers(), 0);
+    QCOMPARE(m_plugin->traffic.mid(2), QStringList{QStringLiteral("whoAmI")});
+
+    // A configured delay holds the answer back
+    m_installation->setAnswerDelay(60);
+    QElapsedTimer clock;
+    clock.start();
+    QCOMPARE(answerTo(QStringLiteral("RetrieveLoginStationInfo")).returnCode, QStringLiteral("0"));
+    QVERIFY2(clock.elapsed() >= 55, qPrintable(QString::number(clock.elapsed())));
+}
+
+void TestSimulation::allDeviceTopologyCoversTheStationAndEverythingBelow()
+{
+    const QVariantMap all = answerTo(QStringLiteral("RetrieveAllDeviceTopology"), relay(QString())).data.toMap();
+    QCOMPARE(all.keys(), (QStringList{QString(), QStringLiteral("S_1"), QStringLiteral("S_1/S_3"), QStringLiteral("S_2"),
+                                      QStringLiteral("S_9")}));
+    for (auto it = all.cbegin(); it != all.cend(); ++it)
+        QCOMPARE(valueAt(it.value(), QStringLiteral("parentStationID")).toString(), it.key());
+
+    // The login station lists its cameras first, then its sub-stations
+    QStringList kinds;
+    const QVariantList rootNodes = valueAt(all.value(QString()), QStringLiteral("nodeList")).toList();
+    for (const QVariant& node : rootNodes)
+        kinds << valueAt(node, QStringLiteral("nodeType")).toString();
+    QCOMPARE(kinds, QStringList(12, QStringLiteral("Camera")) + QStringList(3, QStringLiteral("Station")));
+    QCOMPARE(valueAt(rootNodes.at(12), QStringLiteral("nodeUID")).toString(), QStringLiteral("S_1"));
+
+    // Below a sub-station only its own subtree is described
+    const QVariantMap warehouse = answerTo(QStringLiteral("RetrieveAllDeviceTopology"), relay(QStringLiteral("S_1"))).data.toMap();
+    QCOMPARE(warehouse.keys(), (QStringList{QStringLiteral("S_1"), QStringLiteral("S_1/S_3")}));
+    const QVariantList dockNodes = valueAt(warehouse.value(QStringLiteral("S_1/S_3")), QStringLiteral("nodeList")).toList();
+    QCOMPARE(dockNodes.size(), 4);
+    QCOMPARE(valueAt(dockNodes.at(1), QStringLiteral("nodeUID")).toString(), QStringLiteral("S_1/S_3/C_2"));
+    QCOMPARE(valueAt(dockNodes.at(1), QStringLiteral("channelID")).toInt(), 2);
+
+    // An unknown station is an error of its own, not an empty installation
+    QCOMPARE(answerTo(QStringLiteral("RetrieveAllDeviceTopology"), relay(QStringLiteral("S_7"))).returnCode,
+             ScenarioAnswers::unknownStationCode);
+}
+
+void TestSimulation::answerShapes_data()
+{
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<QVariant>("arguments");
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QVariant>("expected");
+
+    const QVariant root = relay(QString());
+    const QVariant warehouse = relay(QStringLiteral("S_1"));
+    const QVariant nvr = relay(QStringLiteral("S_2"));
+    auto row = [](const char* name, const QString& command, const QVariant& arguments, const QString& path,
+                  const QVariant& expected) { QTest::newRow(name) << command << arguments << path << expected; };
+
+    row("login station", "RetrieveLoginStationInfo", QVariant(), "stationName", QStringLiteral("s_Headquarters"));
+    row("station password as hex", "RetrieveDeviceTopology", root, "nodeList.12.stationPassword",
+        QString::fromLatin1(QByteArray("fake-wh-pass").toHex()));
+    row("station port", "RetrieveDeviceTopology", root, "nodeList.12.httpPort", 8080);
+    row("NVR flag in topology", "RetrieveDeviceTopology", root, "nodeList.13.isNVR", true);
+    row("redundant server", "RetrieveDeviceTopology", root, "nodeList.14.isRedundantServer", true);
+    row("PTZ capability", "RetrieveDeviceTopology", root, "nodeList.6.mechPtzCap.suppPTZ", true);
+    row("auto tracking renamed", "RetrieveDeviceTopology", root, "nodeList.6.suppAutoTracking", true);
+    row("camera sequence", "RetrieveAllCamInfo", nvr, "cameraSequence.5", QStringLiteral("S_2/C_6"));
+    row("station default wins", "RetrieveAllCamInfo", nvr, "cameras.0.camInfo.port", 8080);
+    row("default url names the camera", "RetrieveAllCamInfo", nvr, "cameras.2.camInfo.url",
+        QStringLiteral("rtsp://192.168.10.40:554/channel/C_3"));
+    row("global default url", "RetrieveAllCamInfo", warehouse, "cameras.0.camInfo.url",
+        QStringLiteral("rtsp://10.20.0.21:554/stream1"));
+    row("station information", "RetrieveAllCamInfo", root, "stations.0.info.DINum", 1);
+    row("listed camera only", "RetrieveCamInfo",
+        QVariantMap{{"relayPath", QString()}, {"camIDList", QStringList{"C_8"}}}, "cameraSequence",
+        QVariantList{"C_8"});
+    row("edge recording details", "RetrieveCamInfo",
+        QVariantMap{{"relayPath", QString()}, {"camIDList", QStringList{"C_8"}}}, "cameras.0.camInfo.useEdgeRecording",
+        true);
+    row("node info of every station", "RetrieveAllNodeInfo", QVariant(), "S_1/S_3.cameras.3.camUID",
+        QStringLiteral("S_1/S_3/C_4"));
+    row("server information", "RetrieveServerInfo", nvr, "isNVRStation", true);
+    row("server information relay path", "RetrieveServerInfo", nvr, "relayPath", QStringLiteral("S_2"));
+    row("removed cameras", "QryCamLocation", root, "removedCameras.1.camName", QStringLiteral("c_Old Gate"));
+    row("location of every channel", "QryCamLocation", root, "locInfo.0.locs.13.Alias", QStringLiteral("C_14"));
+    row("location of listed channels", "QryCamLocation", root, "locInfo.2.locs.2.Alias", QStringLiteral("C_13"));
+    row("sub stream", "QryCamLocation", root, "locInfo.1.locs.0.Stream", 2);
+    row("camera status by local id", "GetCameraStatus", QVariantMap{{"relayPath", "S_1"}, {"camID", "C_1"}}, "nodeID",
+        QStringLiteral("S_1/C_1"));
+    row("camera recording", "GetCameraStatus", QVariantMap{{"relayPath", ""}, {"camID", "C_12"}}, "isRecording", false);
+    row("rules", "RetrieveRuleInfo", root, "cameras.0.ruleList.0.ruleType", QStringLiteral("LineCrossing"));
+    row("external device", "RetrieveExternalDevs", root, "0.DONameList", QStringList{"Alarm Light", "Buzzer"});
+    row("camera DI names", "GetDiDoRefName", root, "0.diChangeList.0.RefName", QStringLiteral("Door Contact"));
+    row("station DO names", "GetDiDoRefName", root, "1.doChangeList.0.RefName", QStringLiteral("Siren"));
+    row("wifi", "GetWifiStatus", nvr, "Status", QStringLiteral("Connected"));
+    row("failover of the server below", "GetFailoverStatus", root, "GetFailoverStatusRes.Name", QStringLiteral("F_9"));
+    row("no redundant server below", "GetFailoverStatus", warehouse, "GetFailoverStatusRes", QVariant());
+    row("redundant servers", "GetRedundantServersStatus", root, "0.Status", QStringLiteral("Standby"));
+    row("logical tree camera", "retrieveLogicalTree", root, "children.1.children.2.children.0.nodeUID",
+        QStringLiteral("S_1/S_3/C_1"));
+    row("logical tree joystick key", "retrieveLogicalTree", root, "children.0.children.2.joystickKey", 3);
+    row("web pages", "getAllWebPage", QVariant(), "1.pageName", QStringLiteral("Access Control Panel"));
+    row("client id", "whoAmI", QVariant(), "", QStringLiteral("sample-client-01"));
+    row("request the scenario does not know", "moveLogicalTreeNode", QVariant(), "", QVariantMap());
+}
+
+void TestSimulation::answerShapes()
+{
+    QFETCH(QString, command);
+    QFETCH(QVariant, arguments);
+    QFETCH(QString, path);
+    QFETCH(QVariant, expected);
+
+    const RecordingPlugin::Answer answer = answerTo(command, arguments);
+    QCOMPARE(answer.returnCode, QStringLiteral("0"));
+    QCOMPARE(valueAt(answer.data, path), expected);
+}
+
+void TestSimulation::subscribingPushesTheStationsCameraStatus()
+{
+    send(QStringLiteral("SubscribeCamStatus"), relay(QStringLiteral("S_2")));
+    QTRY_COMPARE(m_plugin->traffic.size(), 3);
+    QCOMPARE(m_plugin->traffic, (QStringList{QStringLiteral("SubscribeCamStatus"), QStringLiteral("NotifyCameraStatus"),
+                                             QStringLiteral("NotifyCameraStatusRetrieved")}));
+    QCOMPARE(valueAt(m_plugin->broadcasts.at(0).data, QStringLiteral("5.camUID")).toString(), QStringLiteral("S_2/C_6"));
+    QCOMPARE(valueAt(m_plugin->broadcasts.at(1).data, QStringLiteral("relayPath")).toString(), QStringLiteral("S_2"));
+
+    // Status of the login station: the stairwell camera is offline
+    send(QStringLiteral("SubscribeCamStatus"), relay(QString()));
+    QTRY_COMPARE(m_plugin->broadcasts.size(), 4);
+    QCOMPARE(valueAt(m_plugin->broadcasts.at(2).data, QStringLiteral("10.connected")), QVariant(false));
+
+    m_installation->setPushStatusOnSubscribe(false);
+    QCOMPARE(answerTo(QStringLiteral("SubscribeCamStatus"), relay(QStringLiteral("S_1"))).returnCode,
+             QStringLiteral("0"));
+    QCOMPARE(m_installation->pendingAnswers(), 0);
+    QCOMPARE(m_plugin->broadcasts.size(), 4);
+}
+
+void TestSimulation::failuresAreInjectedAsOftenAsAsked()
+{
+    const QString frameworkError = QStringLiteral("{6A1F3C8E-4B2D-4E7A-9C05-B8D2E1F47A36}FrameworkInternalError");
+    m_installation->failRequest(QStringLiteral("RetrieveAllCamInfo"), frameworkError, 2);
+    m_installation->failRequestForStation(QStringLiteral("QryCamLocation"), QStringLiteral("S_1"),
+                                          QStringLiteral("80260006"));
+    m_installation->failRequest(QStringLiteral("GetWifiStatus"), QStringLiteral("80260099"), -1);
+    m_installation->dropRequest(QStringLiteral("RetrieveServerInfo"));
+    QCOMPARE(m_installation->remainingFailures(QStringLiteral("RetrieveAllCamInfo")), 2);
+    QCOMPARE(m_installation->remainingFailures(QStringLiteral("GetWifiStatus")), -1);
+
+    QStringList codes;
+    for (int i = 0; i < 3; ++i)
+        codes << answerTo(QStringLiteral("RetrieveAllCamInfo"), relay(QString())).returnCode;
+    QCOMPARE(codes, (QStringList{frameworkError, frameworkError, QStringLiteral("0")}));
+    QCOMPARE(m_plugin->answers.at(0).data, QVariant(QVariantMap()));
+    QCOMPARE(m_plugin->answers.at(0).context, m_framework->requests().at(0).context);
+    QCOMPARE(m_installation->remainingFailures(QStringLiteral("RetrieveAllCamInfo")), 0);
+
+    // Only the named station fails, once
+    codes.clear();
+    for (const QString& station : {QString(), QStringLiteral("S_1"), QStringLiteral("S_1")})
+        codes << answerTo(QStringLiteral("QryCamLocation"), relay(station)).returnCode;
+    QCOMPARE(codes, (QStringList{QStringLiteral("0"), QStringLiteral("80260006"), QStringLiteral("0")}));
+
+    codes.clear();
+    for (int i = 0; i < 3; ++i)
+        codes << answerTo(QStringLiteral("GetWifiStatus"), relay(QStringLiteral("S_2"))).returnCode;
+    QCOMPARE(codes, QStringList(3, QStringLiteral("80260099")));
+
+    // A dropped request stays unanswered; the framework still owns its context
+    const int dropped = send(QStringLiteral("RetrieveServerInfo"), relay(QString()));
+    QTest::qWait(30);
+    QVERIFY(!m_framework->isAnswered(dropped));
+    QCOMPARE(m_installation->pendingAnswers(), 0);
+    QCOMPARE(answerTo(QStringLiteral("RetrieveServerInfo"), relay(QString())).returnCode, QStringLiteral("0"));
+
+    // Failures declared by the scenario
+    QVariantMap scenario = ScenarioGenerator::generate({});
+    scenario.insert(QStringLiteral("failures"),
+                    QVariantList{QVariantMap{{"request", "RetrieveAllDeviceTopology"}, {"code", "80260006"},
+                                             {"station", "S_2"}, {"times", 1}}});
+    QVERIFY(m_installation->load(scenario));
+    QCOMPARE(answerTo(QStringLiteral("RetrieveAllDeviceTopology"), relay(QStringLiteral("S_2"))).returnCode,
+             QStringLiteral("80260006"));
+    QCOMPARE(answerTo(QStringLiteral("RetrieveAllDeviceTopology"), relay(QStringLiteral("S_2"))).returnCode,
+             QStringLiteral("0"));
+    QCOMPARE(m_installation->remainingFailures(QStringLiteral("GetWifiStatus")), 0);
+}
+
+void TestSimulation::generatorBuildsTheRequestedInstallation_data()
+{
+    QTest::addColumn<int>("stations");
+    QTest::addColumn<int>("cameras");
+    QTest::addColumn<int>("depth");
+    QTest::addColumn<int>("nvrs");
+    QTest::addColumn<int>("redundant");
+    QTest::addColumn<int>("removed");
+
+    QTest::newRow("flat") << 10 << 16 << 1 << 0 << 0 << 0;
+    QTest::newRow("nested") << 7 << 3 << 3 << 2 << 1 << 2;
+    QTest::newRow("login station only") << 0 << 5 << 4 << 0 << 0 << 1;
+    QTest::newRow("large") << 200 << 64 << 4 << 20 << 2 << 3;
+}
+
+void TestSimulation::generatorBuildsTheRequestedInstallation()
+{
+    QFETCH(int, stations);
+    QFETCH(int, cameras);
+    QFETCH(int, depth);
+    QFETCH(int, nvrs);
+    QFETCH(int, redundant);
+    QFETCH(int, removed);
+
+    ScenarioGenerator::Options options;
+    options.stations = stations;
+    options.camerasPerStation = cameras;
+    options.depth = depth;
+    options.nvrs = nvrs;
+    options.redundantServers = redundant;
+    options.removedCamerasPerStation = removed;
+    const QVariantMap document = ScenarioGenerator::generate(options);
+    QCOMPARE(ScenarioGenerator::generate(options), document);
+
+    Scenario scenario;
+    QString error;
+    QVERIFY2(scenario.read(document, &error), qPrintable(error));
+    QCOMPARE(int(scenario.stations().size()), ScenarioGenerator::stationCount(options));
+    QCOMPARE(scenario.cameraCount(), ScenarioGenerator::cameraCount(options));
+    QCOMPARE(scenario.cameraCount(), (1 + stations + nvrs) * cameras);
+    QCOMPARE(scenario.removedCameraCount(), (1 + stations + nvrs) * removed);
+
+    int deepest = 0;
+    int nvrCount = 0;
+    int redundantCount = 0;
+    for (const ScenarioStation& station : scenario.stations()) {
+        deepest = qMax(deepest, station.level);
+        nvrCount += station.isNvr() ? 1 : 0;
+        redundantCount += station.isRedundantServer() ? 1 : 0;
+    }
+    QCOMPARE(deepest, stations > 0 ? qMin(depth, stations) : (nvrs + redundant > 0 ? 1 : 0));
+    QCOMPARE(nvrCount, nvrs);
+    QCOMPARE(redundantCount, redundant);
+
+    // Every station of the installation is reachable from the login station's answer
+    const ScenarioAnswers answers(scenario);
+    QCOMPARE(answers.allDeviceTopology(*scenario.station(QString())).size(), scenario.stations().size());
+}
+
+void TestSimulation::timelineReplaysBroadcastsInOrder()
+{
+    QStringList expected;
+    const QList<ScenarioBroadcast> timeline = m_installation->scenario().timeline();
+    for (const ScenarioBroadcast& broadcast : timeline)
+        expected << broadcast.event;
+    QVERIFY(expected.contains(QStringLiteral("NotifyNodeRemove")));
+
+    QSignalSpy finished(m_installation, &SimulatedInstallation::timelineFinished);
+    m_installation->setTimelineTimeScale(0.0);
+    m_installation->startTimeline();
+    QVERIFY(m_plugin->broadcasts.isEmpty());
+    QVERIFY(finished.wait(2000));
+    QCOMPARE(m_plugin->traffic, expected);
+    QCOMPARE(m_plugin->broadcasts.at(4).data, timeline.at(4).payload);
+
+    // Delays hold each entry back after the one before; stopping ends the replay
+    QVariantMap scenario = ScenarioGenerator::generate({});
+    scenario.insert(QStringLiteral("timeline"),
+                    QVariantList{QVariantMap{{"event", "First"}}, QVariantMap{{"event", "Second"}, {"delayMs", 60}},
+                                 QVariantMap{{"event", "Third"}, {"delayMs", 0}}});
+    QVERIFY(m_installation->load(scenario));
+    m_installation->setTimelineTimeScale(1.0);
+    m_plugin->traffic.clear();
+    QElapsedTimer clock;
+    clock.start();
+    m_installation->startTimeline();
+    QTRY_COMPARE(m_plugin->traffic.size(), 3);
+    QVERIFY2(clock.elapsed() >= 55, qPrintable(QString::number(clock.elapsed())));
+    QCOMPARE(m_plugin->traffic, (QStringList{"First", "Second", "Third"}));
+
+    m_plugin->traffic.clear();
+    m_installation->startTimeline();
+    QTRY_COMPARE(m_plugin->traffic.size(), 1);
+    m_installation->stopTimeline();
+    QTest::qWait(100);
+    QCOMPARE(m_plugin->traffic, QStringList{"First"});
+}
+
+void TestSimulation::inconsistentScenariosAreRejected_data()
+{
+    QTest::addColumn<QString>("change");
+    QTest::addColumn<QString>("message");
+
+    QTest::newRow("camera uid twice") << "duplicateCamera" << "repeated uid \"C_1\"";
+    QTest::newRow("logical tree names an unknown camera") << "unknownTreeCamera" << "unknown camera \"S_1/C_99\"";
+    QTest::newRow("location names an unknown camera") << "unknownLocationCamera" << "names unknown camera";
+    QTest::newRow("misspelt station key") << "misspeltKey" << "unknown key \"isNvr\"";
+    QTest::newRow("failover on a plain station") << "failoverOnStation" << "is no redundant server";
+    QTest::newRow("failure for an unknown station") << "failureStation" << "unknown station \"S_77\"";
+    QTest::newRow("sub-station without id") << "stationWithoutId" << "without a valid \"id\"";
+}
+
+void TestSimulation::inconsistentScenariosAreRejected()
+{
+    QFETCH(QString, change);
+    QFETCH(QString, message);
+
+    QVariantMap document = ScenarioGenerator::generate({});
+    QVariantMap login = document.value(QStringLiteral("loginStation")).toMap();
+    QVariantList stations = login.value(QStringLiteral("stations")).toList();
+    QVariantMap first = stations.at(0).toMap();
+    QVariantList cameras = first.value(QStringLiteral("cameras")).toList();
+    if (change == QLatin1String("duplicateCamera"))
+        cameras.append(cameras.at(0));
+    else if (change == QLatin1String("unknownTreeCamera"))
+        document.insert(QStringLiteral("logicalTree"), QVariantMap{{"children", QStringList{"S_1/C_99"}}});
+    else if (change == QLatin1String("unknownLocationCamera"))
+        first.insert(QStringLiteral("locations"), QVariantList{QVariantMap{{"id", "Loc1"}, {"cameras", QStringList{"C_99"}}}});
+    else if (change == QLatin1String("misspeltKey"))
+        first.insert(QStringLiteral("isNvr"), true);
+    else if (change == QLatin1String("failoverOnStation"))
+        first.insert(QStringLiteral("failover"), QVariantMap{{"status", "Running"}});
+    else if (change == QLatin1String("failureStation"))
+        document.insert(QStringLiteral("failures"), QVariantList{QVariantMap{{"request", "GetWifiStatus"},
+                                                                             {"code", "1"}, {"station", "S_77"}}});
+    else if (change == QLatin1String("stationWithoutId"))
+        first.remove(QStringLiteral("id"));
+    first.insert(QStringLiteral("cameras"), cameras);
+    stations[0] = first;
+    login.insert(QStringLiteral("stations"), stations);
+    document.insert(QStringLiteral("loginStation"), login);
+
+    QVERIFY(!m_installation->load(document));
+    QVERIFY2(m_installation->errorString().contains(message), qPrintable(m_installation->errorString()));
+    // The installation loaded before stays in place
+    QCOMPARE(m_installation->scenario().cameraCount(), 30);
+    QCOMPARE(answerTo(QStringLiteral("whoAmI")).data.toString(), QStringLiteral("sample-client-01"));
+}
+
+QTEST_GUILESS_MAIN(TestSimulation)
+#include "tst_simulation.moc"
