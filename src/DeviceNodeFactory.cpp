@@ -58,6 +58,16 @@ void setCommonNodeValues(QStandardItem& item, int level, const QString& parentId
     item.setData(2, Model::selectionRole);
 }
 
+// A node starts with its one column. QStandardItem adds a missing column in
+// the middle of a multi-row insertion, which nests a column insertion inside
+// the row insertion that proxies and views are already handling.
+std::unique_ptr<QStandardItem> newNode()
+{
+    auto item = std::make_unique<QStandardItem>();
+    item->setColumnCount(1);
+    return item;
+}
+
 void setFlags(QStandardItem& item, std::initializer_list<int> roles, bool value)
 {
     for (int role : roles)
@@ -77,7 +87,7 @@ std::unique_ptr<QStandardItem> DeviceNodeFactory::createNode(const QVariantMap& 
 std::unique_ptr<QStandardItem> DeviceNodeFactory::createStationNode(const QVariantMap& record, int level,
                                                                     const QString& parentId)
 {
-    auto item = std::make_unique<QStandardItem>();
+    auto item = newNode();
     const QString id = text(record, "nodeUID");
     item->setData(id, Model::idRole);
     item->setData(id, Model::nodeIDRole);
@@ -126,7 +136,7 @@ std::unique_ptr<QStandardItem> DeviceNodeFactory::createStationNode(const QVaria
 std::unique_ptr<QStandardItem> DeviceNodeFactory::createCameraNode(const QVariantMap& record, int level,
                                                                    const QString& parentId)
 {
-    auto item = std::make_unique<QStandardItem>();
+    auto item = newNode();
     const QString id = text(record, "nodeUID");
     item->setData(id, Model::idRole);
     item->setData(id, Model::nodeIDRole);
@@ -161,7 +171,7 @@ std::unique_ptr<QStandardItem> DeviceNodeFactory::createCameraNode(const QVarian
 std::unique_ptr<QStandardItem> DeviceNodeFactory::createRemovedCameraFolder(const QString& stationId,
                                                                             int stationLevel)
 {
-    auto item = std::make_unique<QStandardItem>();
+    auto item = newNode();
     const QString id = removedCameraFolderId(stationId);
     item->setData(id, Model::idRole);
     item->setData(id, Model::nodeIDRole);

@@ -42,6 +42,11 @@ QVariant converted(const QVariant& value, Conversion conversion)
     return value;
 }
 
+QString textOf(const QVariantMap& record, const char* key)
+{
+    return record.value(QLatin1String(key)).toString();
+}
+
 // Only the fields that the record carries.
 QMap<int, QVariant> carriedFields(const QVariantMap& record, std::initializer_list<Field> fields)
 {
@@ -54,14 +59,16 @@ QMap<int, QVariant> carriedFields(const QVariantMap& record, std::initializer_li
     return values;
 }
 
-QString textOf(const QVariantMap& record, const char* key)
-{
-    return record.value(QLatin1String(key)).toString();
-}
-
 bool isRecord(const QVariant& entry)
 {
     return entry.canConvert<QVariantMap>();
+}
+
+// The empty identifier is the login station's until its own is known; a node
+// made without one would hide it from every look-up.
+bool hasIdentifier(const QVariantMap& record, const char* key)
+{
+    return !textOf(record, key).isEmpty();
 }
 
 int channelOf(const QString& nodeId)
@@ -126,9 +133,10 @@ void DeviceTree::insertNewNodes(const QString& parentId, const QVariantList& nod
 
     QList<QStandardItem*> nodes;
     nodes.reserve(nodeRecords.size());
-    for (const QVariant& record : nodeRecords) {
-        if (isRecord(record))
-            nodes.append(DeviceNodeFactory::createNode(record.toMap(), level, parentNodeId).release());
+    for (const QVariant& entry : nodeRecords) {
+        const QVariantMap record = entry.toMap();
+        if (isRecord(entry) && hasIdentifier(record, "nodeUID"))
+            nodes.append(DeviceNodeFactory::createNode(record, level, parentNodeId).release());
     }
     // An empty answer must not wipe a station that was already known.
     if (nodes.isEmpty())
@@ -151,6 +159,8 @@ void DeviceTree::insertNewStationNodes(const QVariantList& stationRecords)
         if (!isRecord(entry))
             continue;
         const QVariantMap inserted = entry.toMap();
+        if (!hasIdentifier(inserted, "stationUID"))
+            continue;
         const QString relayPath = textOf(inserted, "relayPath");
         const QModelIndex parent = indexOf(relayPath);
         if (!parent.isValid())
@@ -175,6 +185,8 @@ void DeviceTree::insertNewCameraNodes(const QVariantList& cameraRecords)
         if (!isRecord(entry))
             continue;
         const QVariantMap inserted = entry.toMap();
+        if (!hasIdentifier(inserted, "nodeUID"))
+            continue;
         const QString stationId = textOf(inserted, "parentStationID");
         const QModelIndex parent = indexOf(stationId);
         if (!parent.isValid())
@@ -211,9 +223,9 @@ void DeviceTree::insertRemovedCameras(const QString& stationId, const QVariantLi
     QList<QStandardItem*> cameras;
     cameras.reserve(removedCameras.size());
     for (const QVariant& entry : removedCameras) {
-        if (isRecord(entry))
-            cameras.append(
-                DeviceNodeFactory::createRemovedCameraNode(entry.toMap(), stationId, stationLevel).release());
+        const QVariantMap record = entry.toMap();
+        if (isRecord(entry) && hasIdentifier(record, "camID"))
+            cameras.append(DeviceNodeFactory::createRemovedCameraNode(record, stationId, stationLevel).release());
     }
     if (cameras.isEmpty())
         return;
@@ -266,10 +278,7 @@ void DeviceTree::setData(const QString& id, int role, const QVariant& value)
 
 void DeviceTree::setDataMap(const QString& id, const QVariantMap& valuesByRoleName)
 {
-    QMap<int, QVariant> values;
-    for (auto it = valuesByRoleName.cbegin(); it != valuesByRoleName.cend(); ++it)
-        values.insert(roleOf(it.key()), it.value());
-    setItemData(id, values);
+    setItemData(id, valuesByRole(valuesByRoleName));
 }
 
 void DeviceTree::setDataList(const QString& id, const RoleValueList& valuesByRoleName)
@@ -295,13 +304,7 @@ void DeviceTree::clear()
 void DeviceTree::updateCameraInfo(const std::vector<QVariantMap>& cameraInfos)
 {
     for (const QVariantMap& info : cameraInfos) {
-        const QModelIndex camera = indexOfCamera(textOf(info, "idRole"));
-        if (!camera.isValid())
-            continue;
-        QMap<int, QVariant> values;
-        for (auto it = info.cbegin(); it != info.cend(); ++it)
-            values.insert(roleOf(it.key()), it.value());
-        writeRoles(camera, values);
+        writeRoles(indexOfCamera(textOf(info, "idRole")), valuesByRole(info));
     }
 }
 
@@ -325,11 +328,16 @@ void DeviceTree::updateDiDoNames(const std::vector<QVariantMap>& nameChanges)
         const QModelIndex node = indexOf(textOf(change, "nodeID"));
         if (!node.isValid())
             continue;
-        const QStringList diNames = newDiDoNameList(node.data(Model::diNameListRole).toStringList(),
-                                                    change.value(QStringLiteral("diChangeList")).toList());
-        const QStringList doNames = newDiDoNameList(node.data(Model::doNameListRole).toStringList(),
-                                                    change.value(QStringLiteral("doChangeList")).toList());
-        writeRoles(node, {{Model::diNameListRole, diNames}, {Model::doNameListRole, doNames}});
+        QMap<int, QVariant> renamed;
+        const std::pair<int, const char*> lists[] = {{Model::diNameListRole, "diChangeList"},
+                                                     {Model::doNameListRole, "doChangeList"}};
+        for (const auto& [role, changeKey] : lists) {
+            const QStringList names = node.data(role).toStringList();
+            const QStringList newNames = newDiDoNameList(names, change.value(QLatin1String(changeKey)).toList());
+            if (newNames != names)
+                renamed.insert(role, newNames);
+        }
+        writeRoles(node, renamed);
     }
 }
 
@@ -803,6 +811,14 @@ QHash<QString, QModelIndex> DeviceTree::indexOfSkyrCloudDevice(const QStringList
 int DeviceTree::roleOf(const QString& roleName) const
 {
     return m_roleNumbers.value(roleName, 0);
+}
+
+QMap<int, QVariant> DeviceTree::valuesByRole(const QVariantMap& valuesByRoleName) const
+{
+    QMap<int, QVariant> values;
+    for (auto it = valuesByRoleName.cbegin(); it != valuesByRoleName.cend(); ++it)
+        values.insert(roleOf(it.key()), it.value());
+    return values;
 }
 
 void DeviceTree::setItemData(const QString& id, const QMap<int, QVariant>& values)

@@ -4,6 +4,7 @@
 
 #include <QHash>
 #include <QList>
+#include <QMap>
 #include <QObject>
 #include <QPair>
 #include <QStringList>
@@ -18,17 +19,20 @@
 // parent of insertNewNodes, whose absence is logged.
 //
 // Choices made where the behaviour was open:
-// - Camera-oriented updates (updateCameraInfo, updateCameraStatus,
-//   updateExternalDevice) skip records with an empty identifier: the empty
-//   identifier belongs to the login station, never to a camera. List entries
-//   that are not maps are skipped wherever records are expected.
+// - The empty identifier belongs to the login station alone. Records that would
+//   make a node without an identifier (no "nodeUID", "stationUID" or "camID")
+//   are skipped by the insertions, and camera-oriented updates (updateCameraInfo,
+//   updateCameraStatus, updateExternalDevice) skip records with an empty
+//   identifier. List entries that are not maps are skipped wherever records are
+//   expected; insertNewNodes keeps the old children when no record is usable.
 // - updateServerInfo and both updateStationInfo overloads write only the fields
 //   their record carries, since those records come from several answers and
 //   events; every other update writes all its roles, reading a missing key as
 //   an empty value. Several roles of one node are always written in one change.
 // - updateStationInfo decodes the hex passwords as station creation does.
 // - updateDiDoNames applies change entries {"Idx": 1-based port, "RefName"} to
-//   the stored lists; an index outside the list is ignored.
+//   the stored lists; an index outside the list is ignored, and a list that
+//   ends unchanged is not written.
 // - updateSkyrCloudRelayTimeout never matches the empty device identifier,
 //   which every station without a cloud device carries.
 // - updateExternalDevice creates a device it does not know yet under its
@@ -137,6 +141,8 @@ private:
     QModelIndex indexOfCamera(const QString& id) const;
     QHash<QString, QModelIndex> indexOfSkyrCloudDevice(const QStringList& deviceIds) const;
     int roleOf(const QString& roleName) const;
+    // Names that are not published roles all land in role 0.
+    QMap<int, QVariant> valuesByRole(const QVariantMap& valuesByRoleName) const;
     void setItemData(const QString& id, const QMap<int, QVariant>& values);
     void writeRoles(const QModelIndex& index, const QMap<int, QVariant>& values);
     int firstStationNodeRow(const QModelIndex& parent) const;

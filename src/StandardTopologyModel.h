@@ -17,7 +17,8 @@
 // inserted with an empty identifier and named later) is re-indexed from the
 // model's own dataChanged, so look-ups follow the new text and no longer find the
 // old one. Two nodes with one identifier: the later one wins, and removing either
-// drops the look-up of both.
+// drops the look-up of both. A model reset, whether through clear() or the base
+// class's, empties the index.
 class StandardTopologyModel : public QStandardItemModel
 {
     Q_OBJECT

@@ -27,7 +27,8 @@ QStandardItem* stationWithCameras(const QString& stationId)
 {
     QStandardItem* station = node(stationId, QString(), Model::StationItem);
     for (int channel = 1; channel <= 3; ++channel)
-        station->appendRow(node(stationId + QStringLiteral("/C_%1").arg(channel), QStringLiteral("Cam %1").arg(channel)));
+        station->appendRow(
+            node(stationId + QStringLiteral("/C_%1").arg(channel), QStringLiteral("Cam %1").arg(channel)));
     return station;
 }
 
