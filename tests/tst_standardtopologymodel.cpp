@@ -194,6 +194,7 @@ void TestStandardTopologyModel::identifierMatchIgnoresStartHitsAndFlags()
     QFETCH(QStringList, expected);
     // given
     Model model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
     model.appendRow(stationWithCameras("S1"));
     // when: the search starts at the last camera, below which nothing lies
     const QModelIndex lastCamera = model.index(2, 0, model.index(0, 0));
@@ -209,6 +210,7 @@ void TestStandardTopologyModel::otherRolesMatchLikeTheBaseModel()
 {
     // given
     Model model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
     model.appendRow(stationWithCameras("S1"));
     model.appendRow(stationWithCameras("S2"));
     const QModelIndex start = model.index(0, 0);
@@ -237,6 +239,7 @@ void TestStandardTopologyModel::wholeNodeMapDependsOnItemType()
     QFETCH(bool, wholeMap);
     // given
     Model model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
     QStandardItem* item = node("S1/C_1", "Lobby", itemType);
     item->setData(true, Model::connectedRole);
     item->setData(QStringLiteral("00:11:22:33:44:55"), Model::macRole);
