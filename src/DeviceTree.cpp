@@ -1,0 +1,927 @@
+#include "DeviceTree.h"
+
+#include "DeviceNodeFactory.h"
+#include "ModuleLog.h"
+
+#include <QQueue>
+#include <QRegularExpression>
+#include <QSet>
+#include <QStandardItem>
+
+#include <algorithm>
+#include <functional>
+#include <initializer_list>
+
+namespace {
+
+using Model = StandardTopologyModel;
+
+enum class Conversion { AsSent, Text, Flag, Number, HexText };
+
+struct Field
+{
+    const char* key;
+    int role;
+    Conversion conversion;
+};
+
+QVariant converted(const QVariant& value, Conversion conversion)
+{
+    switch (conversion) {
+    case Conversion::Text:
+        return value.toString();
+    case Conversion::Flag:
+        return value.toBool();
+    case Conversion::Number:
+        return value.toInt();
+    case Conversion::HexText:
+        return DeviceNodeFactory::decodeHexText(value);
+    case Conversion::AsSent:
+        break;
+    }
+    return value;
+}
+
+QString textOf(const QVariantMap& record, const char* key)
+{
+    return record.value(QLatin1String(key)).toString();
+}
+
+// Only the fields that the record carries.
+QMap<int, QVariant> carriedFields(const QVariantMap& record, std::initializer_list<Field> fields)
+{
+    QMap<int, QVariant> values;
+    for (const Field& field : fields) {
+        const auto found = record.constFind(QLatin1String(field.key));
+        if (found != record.constEnd())
+            values.insert(field.role, converted(*found, field.conversion));
+    }
+    return values;
+}
+
+bool isRecord(const QVariant& entry)
+{
+    return entry.canConvert<QVariantMap>();
+}
+
+// The empty identifier is the login station's until its own is known; a node
+// made without one would hide it from every look-up.
+bool hasIdentifier(const QVariantMap& record, const char* key)
+{
+    return !textOf(record, key).isEmpty();
+}
+
+int channelOf(const QString& nodeId)
+{
+    static const QRegularExpression channelSuffix(QStringLiteral("C_(\\d+)$"));
+    const QRegularExpressionMatch match = channelSuffix.match(nodeId);
+    return match.hasMatch() ? match.captured(1).toInt() : 0;
+}
+
+} // namespace
+
+template <typename Visit>
+void DeviceTree::forEachNodeDepthFirst(const QModelIndex& parent, Visit&& visit) const
+{
+    for (int row = 0; row < m_model.rowCount(parent); ++row) {
+        const QModelIndex node = m_model.index(row, 0, parent);
+        visit(node);
+        forEachNodeDepthFirst(node, visit);
+    }
+}
+
+DeviceTree::DeviceTree(QObject* parent)
+    : QObject(parent)
+    , m_model(this)
+{
+    const QHash<int, QByteArray> names = m_model.roleNames();
+    m_roleNumbers.reserve(names.size());
+    for (auto it = names.cbegin(); it != names.cend(); ++it)
+        m_roleNumbers.insert(QString::fromLatin1(it.value()), it.key());
+}
+
+StandardTopologyModel* DeviceTree::getModel()
+{
+    return &m_model;
+}
+
+// ---------------------------------------------------------------- building
+
+void DeviceTree::insertLoginStation(const QString& name, const QString& ip)
+{
+    // The login station is named by the empty identifier until the server's
+    // answers tell its own.
+    const QVariantMap record{
+        {QStringLiteral("nodeUID"), QString()},
+        {QStringLiteral("nodeName"), name},
+        {QStringLiteral("nodeType"), QStringLiteral("Station")},
+        {QStringLiteral("nodeIP"), ip},
+        {QStringLiteral("useSSL"), true},
+    };
+    m_model.appendRow(DeviceNodeFactory::createStationNode(record, 0, QString()).release());
+}
+
+void DeviceTree::insertNewNodes(const QString& parentId, const QVariantList& nodeRecords)
+{
+    const QModelIndex parent = indexOf(parentId);
+    if (!parent.isValid()) {
+        TOPOLOGY_LOG_ERROR("%s, cannot find parent node %s", "DeviceTree::insertNewNodes", parentId);
+        return;
+    }
+    const int level = parent.data(Model::levelRole).toInt() + 1;
+    const QString parentNodeId = parent.data(Model::idRole).toString();
+
+    QList<QStandardItem*> nodes;
+    nodes.reserve(nodeRecords.size());
+    for (const QVariant& entry : nodeRecords) {
+        const QVariantMap record = entry.toMap();
+        if (isRecord(entry) && hasIdentifier(record, "nodeUID"))
+            nodes.append(DeviceNodeFactory::createNode(record, level, parentNodeId).release());
+    }
+    // An empty answer must not wipe a station that was already known.
+    if (nodes.isEmpty())
+        return;
+
+    QStandardItem* parentItem = m_model.itemFromIndex(parent);
+    if (parentItem->rowCount() > 0)
+        parentItem->removeRows(0, parentItem->rowCount());
+    parentItem->appendRows(nodes);
+}
+
+void DeviceTree::insertNewStationNodes(const QVariantList& stationRecords)
+{
+    static const char* const kCopiedKeys[] = {
+        "useSSL", "nasPassword", "nasDomain", "nasUserName", "isCMSRedundantServer", "user",
+        "stationPassword", "httpPort", "isRedundantServer", "p2pSerialNumber", "skyrCloudDeviceId",
+        "skyrCloudDeviceConnectType",
+    };
+    for (const QVariant& entry : stationRecords) {
+        if (!isRecord(entry))
+            continue;
+        const QVariantMap inserted = entry.toMap();
+        if (!hasIdentifier(inserted, "stationUID"))
+            continue;
+        const QString relayPath = textOf(inserted, "relayPath");
+        const QModelIndex parent = indexOf(relayPath);
+        if (!parent.isValid())
+            continue;
+        QVariantMap record{
+            {QStringLiteral("nodeUID"), inserted.value(QStringLiteral("stationUID"))},
+            {QStringLiteral("nodeName"), DeviceNodeFactory::cleanDisplayName(textOf(inserted, "nodeName"))},
+            {QStringLiteral("nodeType"), QStringLiteral("Station")},
+            {QStringLiteral("nodeIP"), inserted.value(QStringLiteral("stationIP"))},
+        };
+        for (const char* key : kCopiedKeys)
+            record.insert(QLatin1String(key), inserted.value(QLatin1String(key)));
+        const int level = parent.data(Model::levelRole).toInt() + 1;
+        m_model.itemFromIndex(parent)->appendRow(
+            DeviceNodeFactory::createStationNode(record, level, relayPath).release());
+    }
+}
+
+void DeviceTree::insertNewCameraNodes(const QVariantList& cameraRecords)
+{
+    for (const QVariant& entry : cameraRecords) {
+        if (!isRecord(entry))
+            continue;
+        const QVariantMap inserted = entry.toMap();
+        if (!hasIdentifier(inserted, "nodeUID"))
+            continue;
+        const QString stationId = textOf(inserted, "parentStationID");
+        const QModelIndex parent = indexOf(stationId);
+        if (!parent.isValid())
+            continue;
+        const QVariantMap record{
+            {QStringLiteral("nodeUID"), inserted.value(QStringLiteral("nodeUID"))},
+            {QStringLiteral("nodeName"), DeviceNodeFactory::cleanDisplayName(textOf(inserted, "nodeName"))},
+            {QStringLiteral("nodeType"), QStringLiteral("Camera")},
+            {QStringLiteral("nodeIP"), inserted.value(QStringLiteral("camIP"))},
+            {QStringLiteral("brand"), QStringLiteral("xrqz")},
+            {QStringLiteral("user"), QString()},
+            {QStringLiteral("diCount"), 0},
+            {QStringLiteral("doCount"), 0},
+            {QStringLiteral("motionCount"), 0},
+            {QStringLiteral("channelID"), 1},
+        };
+        const int level = parent.data(Model::levelRole).toInt() + 1;
+        std::unique_ptr<QStandardItem> camera = DeviceNodeFactory::createCameraNode(record, level, stationId);
+        // Set before insertion so that the camera arrives complete, without a
+        // data change right after it.
+        camera->setData(inserted.value(QStringLiteral("camType")).toInt(), Model::camTypeRole);
+        camera->setData(textOf(inserted, "camPort"), Model::portRole);
+        m_model.itemFromIndex(parent)->insertRow(firstStationNodeRow(parent), camera.release());
+    }
+}
+
+void DeviceTree::insertRemovedCameras(const QString& stationId, const QVariantList& removedCameras)
+{
+    const QModelIndex station = indexOf(stationId);
+    if (!station.isValid() || removedCameras.isEmpty())
+        return;
+    const int stationLevel = station.data(Model::levelRole).toInt();
+
+    QList<QStandardItem*> cameras;
+    cameras.reserve(removedCameras.size());
+    for (const QVariant& entry : removedCameras) {
+        const QVariantMap record = entry.toMap();
+        if (isRecord(entry) && hasIdentifier(record, "camID"))
+            cameras.append(DeviceNodeFactory::createRemovedCameraNode(record, stationId, stationLevel).release());
+    }
+    if (cameras.isEmpty())
+        return;
+
+    const QModelIndex folder = indexOf(DeviceNodeFactory::removedCameraFolderId(stationId));
+    if (folder.isValid()) {
+        m_model.itemFromIndex(folder)->appendRows(cameras);
+        return;
+    }
+    // A new folder goes in with its cameras as one block.
+    std::unique_ptr<QStandardItem> newFolder = DeviceNodeFactory::createRemovedCameraFolder(stationId, stationLevel);
+    newFolder->appendRows(cameras);
+    m_model.itemFromIndex(station)->insertRow(firstStationNodeRow(station), newFolder.release());
+}
+
+// ------------------------------------------------------------ field access
+
+bool DeviceTree::contains(const QString& id) const
+{
+    return indexOf(id).isValid();
+}
+
+QVariant DeviceTree::data(const QString& id, int role) const
+{
+    const QModelIndex index = indexOf(id);
+    return index.isValid() ? m_model.data(index, role) : QVariant();
+}
+
+QVariant DeviceTree::data(const QString& id, const QString& roleName) const
+{
+    return data(id, roleOf(roleName));
+}
+
+QVariantMap DeviceTree::getAllValues(const QString& roleName) const
+{
+    const int role = roleOf(roleName);
+    QVariantMap values;
+    forEachNodeDepthFirst(QModelIndex(), [&](const QModelIndex& node) {
+        values.insert(node.data(Model::idRole).toString(), m_model.data(node, role));
+    });
+    return values;
+}
+
+void DeviceTree::setData(const QString& id, int role, const QVariant& value)
+{
+    const QModelIndex index = indexOf(id);
+    if (index.isValid())
+        m_model.setData(index, value, role);
+}
+
+void DeviceTree::setDataMap(const QString& id, const QVariantMap& valuesByRoleName)
+{
+    setItemData(id, valuesByRole(valuesByRoleName));
+}
+
+void DeviceTree::setDataList(const QString& id, const RoleValueList& valuesByRoleName)
+{
+    QMap<int, QVariant> values;
+    for (const auto& [roleName, value] : valuesByRoleName)
+        values.insert(roleOf(roleName), value);
+    setItemData(id, values);
+}
+
+void DeviceTree::updateNodeName(const QString& id, const QString& name)
+{
+    setData(id, Model::nameRole, name);
+}
+
+void DeviceTree::clear()
+{
+    m_model.clear();
+}
+
+// ----------------------------------------------------------------- updates
+
+void DeviceTree::updateCameraInfo(const std::vector<QVariantMap>& cameraInfos)
+{
+    for (const QVariantMap& info : cameraInfos) {
+        writeRoles(indexOfCamera(textOf(info, "idRole")), valuesByRole(info));
+    }
+}
+
+void DeviceTree::updateCameraStatus(const QVariantList& statuses)
+{
+    for (const QVariant& entry : statuses) {
+        if (!isRecord(entry))
+            continue;
+        const QVariantMap status = entry.toMap();
+        writeRoles(indexOfCamera(textOf(status, "camUID")),
+                   {{Model::connectedRole, status.value(QStringLiteral("connected")).toBool()},
+                    {Model::recordingRole, status.value(QStringLiteral("recording")).toBool()},
+                    {Model::isUseEdgeRecordingRole, status.value(QStringLiteral("useEdgeRecording")).toBool()},
+                    {Model::edgeRecordingStreamRole, status.value(QStringLiteral("edgeRecordingStream")).toInt()}});
+    }
+}
+
+void DeviceTree::updateDiDoNames(const std::vector<QVariantMap>& nameChanges)
+{
+    for (const QVariantMap& change : nameChanges) {
+        const QModelIndex node = indexOf(textOf(change, "nodeID"));
+        if (!node.isValid())
+            continue;
+        QMap<int, QVariant> renamed;
+        const std::pair<int, const char*> lists[] = {{Model::diNameListRole, "diChangeList"},
+                                                     {Model::doNameListRole, "doChangeList"}};
+        for (const auto& [role, changeKey] : lists) {
+            const QStringList names = node.data(role).toStringList();
+            const QStringList newNames = newDiDoNameList(names, change.value(QLatin1String(changeKey)).toList());
+            if (newNames != names)
+                renamed.insert(role, newNames);
+        }
+        writeRoles(node, renamed);
+    }
+}
+
+void DeviceTree::updateDisplayName(const QVariantMap& record)
+{
+    setData(textOf(record, "relayPath"), Model::displayNameRole, textOf(record, "DisplayName"));
+}
+
+void DeviceTree::updateStationConnected(const QString& stationId, bool connected)
+{
+    setData(stationId, Model::connectedRole, connected);
+}
+
+void DeviceTree::updateVCAProjection(const QString& cameraId, const QVariant& project)
+{
+    setData(cameraId, Model::vcaProjectRole, project);
+}
+
+void DeviceTree::updateSkyrCloudRelayTimeout(const QStringList& deviceIds, bool timedOut)
+{
+    const QHash<QString, QModelIndex> devices = indexOfSkyrCloudDevice(deviceIds);
+    for (const QString& deviceId : deviceIds) {
+        const QModelIndex device = devices.value(deviceId);
+        if (device.isValid())
+            m_model.setData(device, timedOut, Model::isSKYRCloudRelayTimeoutRole);
+    }
+}
+
+void DeviceTree::updateServerRelayInfo(const QVariantMap& record)
+{
+    setData(textOf(record, "relayPath"), Model::relayEnabledRole, record.value(QStringLiteral("IsEnabled")).toBool());
+}
+
+void DeviceTree::updateServerPort(const QVariantMap& record)
+{
+    const QModelIndex station = indexOf(textOf(record, "stationId"));
+    if (!station.isValid())
+        return;
+    QMap<int, QVariant> ports;
+    for (const QVariant& entry : record.value(QStringLiteral("srvPorts")).toList()) {
+        const QVariantMap port = entry.toMap();
+        const QString name = textOf(port, "Name");
+        if (name == QLatin1String("Web"))
+            ports.insert(Model::httpPortRole, port.value(QStringLiteral("Port")).toInt());
+        else if (name == QLatin1String("Https"))
+            ports.insert(Model::httpsPortRole, port.value(QStringLiteral("Port")).toInt());
+    }
+    writeRoles(station, ports);
+}
+
+void DeviceTree::updateServerMulticastInfo(const QVariantMap& record)
+{
+    writeRoles(indexOf(textOf(record, "stationId")),
+               {{Model::enableMulticastRole, record.value(QStringLiteral("Enable")).toBool()},
+                {Model::multicastIpRole, textOf(record, "Ip")},
+                {Model::multicastPortStartRole, record.value(QStringLiteral("PortStart")).toInt()},
+                {Model::multicastPortEndRole, record.value(QStringLiteral("PortEnd")).toInt()}});
+}
+
+void DeviceTree::updateServerInfo(const QString& stationId, const QVariantMap& serverInfo)
+{
+    using C = Conversion;
+    writeRoles(indexOf(stationId),
+               carriedFields(serverInfo,
+                             {{"isNVREventSearch", Model::nvrEventSearchRole, C::Flag},
+                              {"relayEnabled", Model::relayEnabledRole, C::Flag},
+                              {"hasGPSConnectionEventCap", Model::gpsConnectionEventCapRole, C::Flag},
+                              {"hasGPSSpeedLimitationEventCap", Model::gpsSpeedLimitationEventCapRole, C::Flag},
+                              {"hasGSensorEventCap", Model::gSensorEventCapRole, C::Flag},
+                              {"hasFanStatusEventCap", Model::fanStatusEventCapRole, C::Flag},
+                              {"suppBruteForceAttack", Model::bruteForceAttackCapRole, C::Flag},
+                              {"suppCyberAttack", Model::cyberAttackCapRole, C::Flag},
+                              {"suppQuarantineEvent", Model::quarantineEventCapRole, C::Flag},
+                              {"isQELM2", Model::isQELM2Role, C::Flag},
+                              {"isNVRStation", Model::isNVRStationRole, C::Flag},
+                              {"enableMulticast", Model::enableMulticastRole, C::Flag},
+                              {"multicastIp", Model::multicastIpRole, C::Text},
+                              {"multicastPortStart", Model::multicastPortStartRole, C::Number},
+                              {"multicastPortEnd", Model::multicastPortEndRole, C::Number},
+                              {"isNVRSupportCameraSetting", Model::nvrSupportCameraSettingRole, C::Flag},
+                              {"serverVersion", Model::serverVersionRole, C::Text},
+                              {"stationGUID", Model::stationGuidRole, C::Text},
+                              {"httpPort", Model::httpPortRole, C::Number},
+                              {"httpsPort", Model::httpsPortRole, C::Number}}));
+}
+
+void DeviceTree::updateStationInfo(const QVariantMap& stationInfo)
+{
+    using C = Conversion;
+    writeRoles(indexOf(textOf(stationInfo, "stationUID")),
+               carriedFields(stationInfo,
+                             {{"nasDomain", Model::nasDomainRole, C::Text},
+                              {"nasUserName", Model::nasUsernameRole, C::Text},
+                              {"nasPassword", Model::nasPasswordRole, C::HexText},
+                              {"stationPassword", Model::stationPasswordRole, C::HexText},
+                              {"httpPort", Model::httpPortRole, C::Number},
+                              {"useSSL", Model::useSSLRole, C::Flag},
+                              {"IP", Model::ipRole, C::Text}}));
+}
+
+void DeviceTree::updateStationInfo(const std::vector<QVariantMap>& stationRecords)
+{
+    using C = Conversion;
+    for (const QVariantMap& record : stationRecords) {
+        writeRoles(indexOf(textOf(record, "idRole")),
+                   carriedFields(record,
+                                 {{"modelRole", Model::modelRole, C::AsSent},
+                                  {"displayNameRole", Model::displayNameRole, C::AsSent},
+                                  {"diCountRole", Model::diCountRole, C::AsSent},
+                                  {"diNameListRole", Model::diNameListRole, C::AsSent},
+                                  {"doCountRole", Model::doCountRole, C::AsSent},
+                                  {"doNameListRole", Model::doNameListRole, C::AsSent},
+                                  {"deepSearchVersionRole", Model::deepSearchVersionRole, C::AsSent}}));
+    }
+}
+
+void DeviceTree::updateWifiStatus(const QVariantMap& record)
+{
+    const bool connected = textOf(record, "Status") == QLatin1String("Connected");
+    writeRoles(indexOf(textOf(record, "stationUID")),
+               {{Model::isWifiAvalibleRole, connected},
+                {Model::wifiAddressRole, connected ? textOf(record, "Address") : QString()}});
+}
+
+void DeviceTree::updateExternalDevice(const QVariantList& devices)
+{
+    for (const QVariant& entry : devices) {
+        if (!isRecord(entry))
+            continue;
+        const QVariantMap device = entry.toMap();
+        const QString deviceId = textOf(device, "NodeID");
+        if (deviceId.isEmpty())
+            continue;
+        const QMap<int, QVariant> values{
+            {Model::passwordRole, textOf(device, "Password")},
+            {Model::diNameListRole, device.value(QStringLiteral("DINameList")).toStringList()},
+            {Model::doNameListRole, device.value(QStringLiteral("DONameList")).toStringList()},
+            {Model::modelRole, textOf(device, "ModuleName")},
+            {Model::portRole, textOf(device, "Port")},
+            {Model::connectedRole, true},
+            {Model::camTypeRole, int(Model::CameraExternalDevice)},
+        };
+        const QModelIndex known = indexOfCamera(deviceId);
+        if (known.isValid()) {
+            writeRoles(known, values);
+            continue;
+        }
+        const QString stationId = textOf(device, "RelayPath");
+        const QModelIndex station = indexOf(stationId);
+        if (!station.isValid())
+            continue;
+        const QVariantMap record{
+            {QStringLiteral("nodeUID"), deviceId},
+            {QStringLiteral("nodeName"), textOf(device, "RefName")},
+            {QStringLiteral("nodeType"), QStringLiteral("Camera")},
+            {QStringLiteral("nodeIP"), textOf(device, "HostIP")},
+            {QStringLiteral("brand"), textOf(device, "Brand")},
+            {QStringLiteral("user"), textOf(device, "User")},
+            {QStringLiteral("diCount"), device.value(QStringLiteral("DINum"))},
+            {QStringLiteral("doCount"), device.value(QStringLiteral("DONum"))},
+            {QStringLiteral("motionCount"), 0},
+            {QStringLiteral("channelID"), 1},
+        };
+        const int level = station.data(Model::levelRole).toInt() + 1;
+        std::unique_ptr<QStandardItem> node = DeviceNodeFactory::createCameraNode(record, level, stationId);
+        for (auto it = values.cbegin(); it != values.cend(); ++it)
+            node->setData(it.value(), it.key());
+        m_model.itemFromIndex(station)->insertRow(firstStationNodeRow(station), node.release());
+    }
+}
+
+// ----------------------------------------------------------------- removal
+
+void DeviceTree::removeNodes(const QStringList& ids)
+{
+    for (const QString& id : ids) {
+        const QModelIndex node = indexOf(id);
+        if (node.isValid())
+            m_model.removeRow(node.row(), node.parent());
+    }
+}
+
+void DeviceTree::removeExternalDevice(const QString& stationId, const QStringList& deviceIds)
+{
+    const QModelIndex station = indexOf(stationId);
+    if (!station.isValid())
+        return;
+    for (const QString& deviceId : deviceIds) {
+        const QModelIndex device = indexOf(deviceId);
+        if (device.isValid() && device.parent() == station && isExternalDevice(device))
+            m_model.removeRow(device.row(), station);
+    }
+}
+
+void DeviceTree::removeRemovedCameras(const QString& stationId, const QStringList& cameraIds)
+{
+    const QModelIndex folder = indexOf(DeviceNodeFactory::removedCameraFolderId(stationId));
+    if (!folder.isValid() || cameraIds.isEmpty())
+        return;
+    // Cameras inserted twice share an identifier, so the index cannot tell which
+    // row to take: each listed identifier takes the first row still holding it.
+    // One pass over the folder finds them all.
+    const QSet<QString> wanted(cameraIds.cbegin(), cameraIds.cend());
+    QHash<QString, QList<int>> rowsById;
+    for (int row = 0; row < m_model.rowCount(folder); ++row) {
+        const QString id = m_model.index(row, 0, folder).data(Model::idRole).toString();
+        if (wanted.contains(id))
+            rowsById[id].append(row);
+    }
+    QList<int> rows;
+    for (const QString& id : cameraIds) {
+        auto candidates = rowsById.find(id);
+        if (candidates != rowsById.end() && !candidates->isEmpty())
+            rows.append(candidates->takeFirst());
+    }
+    // From the bottom up, so the rows still to remove keep their numbers; rows
+    // that lie together go in one block.
+    std::sort(rows.begin(), rows.end(), std::greater<int>());
+    for (int i = 0; i < rows.size();) {
+        int first = rows.at(i);
+        int count = 1;
+        while (i + count < rows.size() && rows.at(i + count) == first - 1) {
+            --first;
+            ++count;
+        }
+        m_model.removeRows(first, count, folder);
+        i += count;
+    }
+}
+
+// ----------------------------------------------------------------- queries
+
+QVariantList DeviceTree::getAllStationInfo() const
+{
+    // Stations only hang under stations, so the recursion follows station rows.
+    std::function<QVariantList(const QModelIndex&)> stationsUnder = [&](const QModelIndex& parent) {
+        QVariantList stations;
+        for (int row = 0; row < m_model.rowCount(parent); ++row) {
+            const QModelIndex station = m_model.index(row, 0, parent);
+            if (!isStation(station))
+                continue;
+            stations.append(QVariantMap{
+                {QStringLiteral("name"), station.data(Model::nameRole)},
+                {QStringLiteral("ip"), station.data(Model::ipRole)},
+                {QStringLiteral("relayPath"), station.data(Model::nodeIDRole)},
+                {QStringLiteral("type"), station.data(Model::modelRole)},
+                {QStringLiteral("children"), stationsUnder(station)},
+            });
+        }
+        return stations;
+    };
+    return stationsUnder(QModelIndex());
+}
+
+QVariantMap DeviceTree::getAllStationNames() const
+{
+    QVariantMap names;
+    for (const QModelIndex& station : stationsDepthFirst())
+        names.insert(station.data(Model::idRole).toString(), station.data(Model::nameRole));
+    return names;
+}
+
+QStringList DeviceTree::getAllStationRelayPath(bool includeNvr) const
+{
+    QStringList relayPaths;
+    for (const QModelIndex& station : stationsDepthFirst()) {
+        if (includeNvr || !station.data(Model::isNVRStationRole).toBool())
+            relayPaths.append(station.data(Model::nodeIDRole).toString());
+    }
+    return relayPaths;
+}
+
+QStringList DeviceTree::getMacListInBfsOrder() const
+{
+    QStringList macs;
+    QQueue<QModelIndex> pending;
+    pending.enqueue(QModelIndex());
+    while (!pending.isEmpty()) {
+        const QModelIndex parent = pending.dequeue();
+        for (int row = 0; row < m_model.rowCount(parent); ++row) {
+            const QModelIndex node = m_model.index(row, 0, parent);
+            if (isCamera(node)) {
+                const QString mac = node.data(Model::macRole).toString();
+                if (!mac.isEmpty())
+                    macs.append(mac);
+            }
+            if (m_model.hasChildren(node))
+                pending.enqueue(node);
+        }
+    }
+    return macs;
+}
+
+QVariantList DeviceTree::getNvrInfoList(const QString& stationId) const
+{
+    const QModelIndex station = indexOf(stationId);
+    if (!station.isValid())
+        return QVariantList();
+    QVariantList nvrs;
+    forEachNodeDepthFirst(station, [&](const QModelIndex& node) {
+        if (!isStation(node) || !node.data(Model::isNVRStationRole).toBool())
+            return;
+        nvrs.append(QVariantMap{
+            {QStringLiteral("stationName"), node.data(Model::nameRole)},
+            {QStringLiteral("cameraNumber"), int(camerasOf(node).size())},
+            {QStringLiteral("connected"), node.data(Model::connectedRole).toBool()},
+        });
+    });
+    return nvrs;
+}
+
+QVariantMap DeviceTree::getRootStationNameAndCameras() const
+{
+    const QModelIndex root = m_model.index(0, 0);
+    if (!isStation(root))
+        return QVariantMap();
+    QVariantList cameras;
+    for (const QModelIndex& camera : camerasOf(root)) {
+        cameras.append(QVariantMap{
+            {QStringLiteral("name"), camera.data(Model::nameRole)},
+            {QStringLiteral("camTypeRole"), camera.data(Model::camTypeRole)},
+        });
+    }
+    return QVariantMap{
+        {QStringLiteral("stationName"), root.data(Model::nameRole)},
+        {QStringLiteral("nodeID"), root.data(Model::nodeIDRole)},
+        {QStringLiteral("cameraList"), cameras},
+    };
+}
+
+QVariantList DeviceTree::getUpgradeStationList() const
+{
+    QVariantList stations;
+    for (const QModelIndex& station : stationsDepthFirst()) {
+        stations.append(QVariantMap{
+            {QStringLiteral("nodeUID"), station.data(Model::nodeIDRole)},
+            {QStringLiteral("name"), station.data(Model::nameRole)},
+            {QStringLiteral("ip"), station.data(Model::ipRole)},
+            {QStringLiteral("version"), station.data(Model::serverVersionRole)},
+            {QStringLiteral("isRedundant"), station.data(Model::redundantServerRole).toBool()},
+            {QStringLiteral("isTakenover"), station.data(Model::takenOverRole).toBool()},
+            {QStringLiteral("connected"), station.data(Model::connectedRole).toBool()},
+            {QStringLiteral("QELM"),
+             station.data(Model::modelRole).toString().contains(QLatin1String("QELM"), Qt::CaseInsensitive)},
+            {QStringLiteral("isQELM2"), station.data(Model::isQELM2Role).toBool()},
+        });
+    }
+    return stations;
+}
+
+QVariantList DeviceTree::getAllExternalDeviceInfoUnderSubstation(const QString& relayPath) const
+{
+    const QModelIndex station = indexOf(relayPath);
+    if (!station.isValid())
+        return QVariantList();
+    QVariantList devices;
+    for (int row = 0; row < m_model.rowCount(station); ++row) {
+        const QModelIndex device = m_model.index(row, 0, station);
+        if (!isExternalDevice(device))
+            continue;
+        devices.append(QVariantMap{
+            {QStringLiteral("NodeID"), device.data(Model::nodeIDRole)},
+            {QStringLiteral("RefName"), device.data(Model::nameRole)},
+            {QStringLiteral("DINameList"), device.data(Model::diNameListRole)},
+            {QStringLiteral("DONameList"), device.data(Model::doNameListRole)},
+            {QStringLiteral("RelayPath"), relayPath},
+        });
+    }
+    return devices;
+}
+
+bool DeviceTree::hasStationOrCameraInRootStation() const
+{
+    const QModelIndex root = m_model.index(0, 0);
+    if (!root.isValid())
+        return false;
+    for (int row = 0; row < m_model.rowCount(root); ++row) {
+        const int nodeType = m_model.index(row, 0, root).data(Model::nodeTypeRole).toInt();
+        if (nodeType == Model::CameraNode || nodeType == Model::StationNode)
+            return true;
+    }
+    return false;
+}
+
+QVariantMap DeviceTree::getApiMap(const CapabilityTable& capabilities) const
+{
+    QVariantMap result;
+    for (const QModelIndex& station : stationsDepthFirst()) {
+        QVariantList cameras;
+        for (const QModelIndex& camera : camerasOf(station))
+            cameras.append(cameraDescription(camera, capabilities));
+        QVariantMap entry = stationInfoOf(station);
+        entry.insert(QStringLiteral("cameras"), cameras);
+        result.insert(station.data(Model::idRole).toString(), entry);
+    }
+    return result;
+}
+
+QVariantMap DeviceTree::getHMApiMap(const CapabilityTable& capabilities) const
+{
+    QVariantMap result;
+    for (const QModelIndex& station : stationsDepthFirst()) {
+        QVariantMap cameras;
+        for (const QModelIndex& camera : camerasOf(station))
+            cameras.insert(camera.data(Model::idRole).toString(), cameraDescription(camera, capabilities));
+        result.insert(station.data(Model::idRole).toString(), cameras);
+    }
+    return result;
+}
+
+QVariantMap DeviceTree::getTalvixApiMap(const CapabilityTable& capabilities) const
+{
+    QVariantMap result;
+    for (const QModelIndex& station : stationsDepthFirst()) {
+        QVariantMap channels;
+        for (const QModelIndex& camera : camerasOf(station)) {
+            const QVariantMap description = cameraDescription(camera, capabilities);
+            const int channel = description.value(QStringLiteral("channel")).toInt();
+            if (channel > 0)
+                channels.insert(QString::number(channel), description);
+        }
+        result.insert(station.data(Model::idRole).toString(), channels);
+    }
+    return result;
+}
+
+QVariantList DeviceTree::getTalvixApiList(const CapabilityTable& capabilities) const
+{
+    QVariantList result;
+    for (const QModelIndex& station : stationsDepthFirst()) {
+        QVariantList channels;
+        for (const QModelIndex& camera : camerasOf(station))
+            channels.append(cameraDescription(camera, capabilities));
+        result.append(QVariantMap{
+            {QStringLiteral("stationID"), station.data(Model::idRole)},
+            {QStringLiteral("stationName"), station.data(Model::nameRole)},
+            {QStringLiteral("channels"), channels},
+        });
+    }
+    return result;
+}
+
+// ----------------------------------------------------------------- helpers
+
+QModelIndex DeviceTree::indexOf(const QString& id) const
+{
+    return m_model.match(m_model.index(0, 0), Model::idRole, id, 1, Qt::MatchRecursive).value(0);
+}
+
+QModelIndex DeviceTree::indexOfCamera(const QString& id) const
+{
+    return id.isEmpty() ? QModelIndex() : indexOf(id);
+}
+
+QHash<QString, QModelIndex> DeviceTree::indexOfSkyrCloudDevice(const QStringList& deviceIds) const
+{
+    // Cloud devices are not in the identifier index; one walk answers the whole list.
+    QSet<QString> wanted(deviceIds.cbegin(), deviceIds.cend());
+    wanted.remove(QString());
+    QHash<QString, QModelIndex> found;
+    if (wanted.isEmpty())
+        return found;
+    forEachNodeDepthFirst(QModelIndex(), [&](const QModelIndex& node) {
+        const QString deviceId = node.data(Model::skyrCloudDeviceIdRole).toString();
+        if (wanted.contains(deviceId) && !found.contains(deviceId))
+            found.insert(deviceId, node);
+    });
+    return found;
+}
+
+int DeviceTree::roleOf(const QString& roleName) const
+{
+    return m_roleNumbers.value(roleName, 0);
+}
+
+QMap<int, QVariant> DeviceTree::valuesByRole(const QVariantMap& valuesByRoleName) const
+{
+    QMap<int, QVariant> values;
+    for (auto it = valuesByRoleName.cbegin(); it != valuesByRoleName.cend(); ++it)
+        values.insert(roleOf(it.key()), it.value());
+    return values;
+}
+
+void DeviceTree::setItemData(const QString& id, const QMap<int, QVariant>& values)
+{
+    writeRoles(indexOf(id), values);
+}
+
+void DeviceTree::writeRoles(const QModelIndex& index, const QMap<int, QVariant>& values)
+{
+    // One dataChanged naming every role, so proxies re-check only what they filter on.
+    if (index.isValid() && !values.isEmpty())
+        m_model.setItemData(index, values);
+}
+
+int DeviceTree::firstStationNodeRow(const QModelIndex& parent) const
+{
+    const int rows = m_model.rowCount(parent);
+    for (int row = 0; row < rows; ++row) {
+        if (isStation(m_model.index(row, 0, parent)))
+            return row;
+    }
+    return rows;
+}
+
+QStringList DeviceTree::newDiDoNameList(const QStringList& names, const QVariantList& changes)
+{
+    QStringList renamed = names;
+    for (const QVariant& entry : changes) {
+        const QVariantMap change = entry.toMap();
+        const int port = change.value(QStringLiteral("Idx")).toInt() - 1;
+        if (port >= 0 && port < renamed.size())
+            renamed[port] = textOf(change, "RefName");
+    }
+    return renamed;
+}
+
+bool DeviceTree::isStation(const QModelIndex& index) const
+{
+    return index.isValid() && index.data(Model::nodeTypeRole).toInt() == Model::StationNode;
+}
+
+bool DeviceTree::isCamera(const QModelIndex& index) const
+{
+    return index.isValid() && index.data(Model::nodeTypeRole).toInt() == Model::CameraNode && !isExternalDevice(index);
+}
+
+bool DeviceTree::isExternalDevice(const QModelIndex& index) const
+{
+    return index.data(Model::nodeTypeRole).toInt() == Model::CameraNode
+        && index.data(Model::camTypeRole).toInt() == Model::CameraExternalDevice;
+}
+
+QModelIndexList DeviceTree::stationsDepthFirst() const
+{
+    QModelIndexList stations;
+    forEachNodeDepthFirst(QModelIndex(), [&](const QModelIndex& node) {
+        if (isStation(node))
+            stations.append(node);
+    });
+    return stations;
+}
+
+QModelIndexList DeviceTree::camerasOf(const QModelIndex& station) const
+{
+    QModelIndexList cameras;
+    for (int row = 0; row < m_model.rowCount(station); ++row) {
+        const QModelIndex node = m_model.index(row, 0, station);
+        if (isCamera(node))
+            cameras.append(node);
+    }
+    return cameras;
+}
+
+QVariantMap DeviceTree::stationInfoOf(const QModelIndex& station) const
+{
+    return QVariantMap{
+        {QStringLiteral("stationName"), station.data(Model::nameRole)},
+        {QStringLiteral("ip"), station.data(Model::ipRole)},
+        {QStringLiteral("connected"), station.data(Model::connectedRole).toBool()},
+        {QStringLiteral("isNVR"), station.data(Model::isNVRStationRole).toBool()},
+    };
+}
+
+QVariantMap DeviceTree::cameraDescription(const QModelIndex& camera, const CapabilityTable& capabilities) const
+{
+    const QVariantMap events = camera.data(Model::supportEventsRole).toMap();
+    QVariantMap answers;
+    for (auto it = capabilities.cbegin(); it != capabilities.cend(); ++it) {
+        const int role = roleOf(it.value());
+        answers.insert(it.key(), role != 0 ? camera.data(role).toBool() : events.value(it.value()).toBool());
+    }
+    const QString nodeId = camera.data(Model::nodeIDRole).toString();
+    return QVariantMap{
+        {QStringLiteral("nodeID"), nodeId},
+        {QStringLiteral("name"), camera.data(Model::nameRole)},
+        {QStringLiteral("channel"), channelOf(nodeId)},
+        {QStringLiteral("ip"), camera.data(Model::ipRole)},
+        {QStringLiteral("port"), camera.data(Model::portRole)},
+        {QStringLiteral("brand"), camera.data(Model::brandRole)},
+        {QStringLiteral("model"), camera.data(Model::modelRole)},
+        {QStringLiteral("camType"), camera.data(Model::camTypeRole)},
+        {QStringLiteral("connected"), camera.data(Model::connectedRole).toBool()},
+        {QStringLiteral("recording"), camera.data(Model::recordingRole).toBool()},
+        {QStringLiteral("capabilities"), answers},
+    };
+}

@@ -1,0 +1,426 @@
+#include "StandardTopologyModel.h"
+
+#include <QStandardItem>
+
+#include <iterator>
+
+namespace {
+
+struct RoleName
+{
+    int role;
+    const char* name;
+};
+
+constexpr RoleName kRoleNames[] = {
+        {StandardTopologyModel::idRole, "idRole"},
+        {StandardTopologyModel::dataRole, "dataRole"},
+        {StandardTopologyModel::nameRole, "nameRole"},
+        {StandardTopologyModel::nodeIDRole, "nodeIDRole"},
+        {StandardTopologyModel::levelRole, "levelRole"},
+        {StandardTopologyModel::nodeTypeRole, "nodeTypeRole"},
+        {StandardTopologyModel::ipRole, "ipRole"},
+        {StandardTopologyModel::hiddenInLiveRole, "hiddenInLiveRole"},
+        {StandardTopologyModel::processingStatusRole, "processingStatusRole"},
+        {StandardTopologyModel::selectionRole, "selectionRole"},
+        {StandardTopologyModel::parentStationIDRole, "parentStationIDRole"},
+        {StandardTopologyModel::modelRole, "modelRole"},
+        {StandardTopologyModel::standardItemTypeRole, "standardItemTypeRole"},
+        {StandardTopologyModel::bruteForceAttackCapRole, "bruteForceAttackCapRole"},
+        {StandardTopologyModel::cyberAttackCapRole, "cyberAttackCapRole"},
+        {StandardTopologyModel::quarantineEventCapRole, "quarantineEventCapRole"},
+        {StandardTopologyModel::useSSLRole, "useSSLRole"},
+        {StandardTopologyModel::httpPortRole, "httpPortRole"},
+        {StandardTopologyModel::httpsPortRole, "httpsPortRole"},
+        {StandardTopologyModel::relayEnabledRole, "relayEnabledRole"},
+        {StandardTopologyModel::nvrEventSearchRole, "nvrEventSearchRole"},
+        {StandardTopologyModel::isNVRStationRole, "isNVRStationRole"},
+        {StandardTopologyModel::gpsConnectionEventCapRole, "gpsConnectionEventCapRole"},
+        {StandardTopologyModel::gpsSpeedLimitationEventCapRole, "gpsSpeedLimitationEventCapRole"},
+        {StandardTopologyModel::gSensorEventCapRole, "gSensorEventCapRole"},
+        {StandardTopologyModel::fanStatusEventCapRole, "fanStatusEventCapRole"},
+        {StandardTopologyModel::isQELM2Role, "isQELM2Role"},
+        {StandardTopologyModel::connectedRole, "connectedRole"},
+        {StandardTopologyModel::redundantServerRole, "redundantServerRole"},
+        {StandardTopologyModel::nasDomainRole, "nasDomainRole"},
+        {StandardTopologyModel::nasUsernameRole, "nasUsernameRole"},
+        {StandardTopologyModel::nasPasswordRole, "nasPasswordRole"},
+        {StandardTopologyModel::isCMSRedundantServerRole, "isCMSRedundantServerRole"},
+        {StandardTopologyModel::stationPasswordRole, "stationPasswordRole"},
+        {StandardTopologyModel::p2pSerialNumberRole, "p2pSerialNumberRole"},
+        {StandardTopologyModel::skyrCloudDeviceIdRole, "skyrCloudDeviceIdRole"},
+        {StandardTopologyModel::isSKYRCloudDeviceRole, "isSKYRCloudDeviceRole"},
+        {StandardTopologyModel::skyrCloudDeviceConnectTypeRole, "skyrCloudDeviceConnectTypeRole"},
+        {StandardTopologyModel::isSKYRCloudRelayTimeoutRole, "isSKYRCloudRelayTimeoutRole"},
+        {StandardTopologyModel::isWifiAvalibleRole, "isWifiAvalibleRole"},
+        {StandardTopologyModel::wifiAddressRole, "wifiAddressRole"},
+        {StandardTopologyModel::multicastIpRole, "multicastIpRole"},
+        {StandardTopologyModel::multicastPortStartRole, "multicastPortStartRole"},
+        {StandardTopologyModel::multicastPortEndRole, "multicastPortEndRole"},
+        {StandardTopologyModel::camTypeRole, "camTypeRole"},
+        {StandardTopologyModel::isVCARole, "isVCARole"},
+        {StandardTopologyModel::recordingRole, "recordingRole"},
+        {StandardTopologyModel::supportZoomModuleRole, "supportZoomModuleRole"},
+        {StandardTopologyModel::portRole, "portRole"},
+        {StandardTopologyModel::brandRole, "brandRole"},
+        {StandardTopologyModel::userRole, "userRole"},
+        {StandardTopologyModel::supportEventsRole, "supportEventsRole"},
+        {StandardTopologyModel::doCountRole, "doCountRole"},
+        {StandardTopologyModel::diCountRole, "diCountRole"},
+        {StandardTopologyModel::motionCountRole, "motionCountRole"},
+        {StandardTopologyModel::channelRole, "channelRole"},
+        {StandardTopologyModel::channelNumRole, "channelNumRole"},
+        {StandardTopologyModel::supportDeepSearchRole, "supportDeepSearchRole"},
+        {StandardTopologyModel::camIDRole, "camIDRole"},
+        {StandardTopologyModel::passwordRole, "passwordRole"},
+        {StandardTopologyModel::camModelRole, "camModelRole"},
+        {StandardTopologyModel::supportEdgeRecRole, "supportEdgeRecRole"},
+        {StandardTopologyModel::ruleInfoListRole, "ruleInfoListRole"},
+        {StandardTopologyModel::suppMechPtzRole, "suppMechPtzRole"},
+        {StandardTopologyModel::suppPanRole, "suppPanRole"},
+        {StandardTopologyModel::suppTiltRole, "suppTiltRole"},
+        {StandardTopologyModel::suppZoomRole, "suppZoomRole"},
+        {StandardTopologyModel::suppFocusRole, "suppFocusRole"},
+        {StandardTopologyModel::suppIrisRole, "suppIrisRole"},
+        {StandardTopologyModel::suppJoystickRole, "suppJoystickRole"},
+        {StandardTopologyModel::suppAutoTrackingRole, "suppAutoTrackingRole"},
+        {StandardTopologyModel::supportTalkRole, "supportTalkRole"},
+        {StandardTopologyModel::supportSeamlessRole, "supportSeamlessRole"},
+        {StandardTopologyModel::sdCardReadyRole, "sdCardReadyRole"},
+        {StandardTopologyModel::streamNumberRole, "streamNumberRole"},
+        {StandardTopologyModel::supportTimeShiftRole, "supportTimeShiftRole"},
+        {StandardTopologyModel::resolutionListRole, "resolutionListRole"},
+        {StandardTopologyModel::urlRole, "urlRole"},
+        {StandardTopologyModel::suppSmartMotionRole, "suppSmartMotionRole"},
+        {StandardTopologyModel::supportVehicleDetectionRole, "supportVehicleDetectionRole"},
+        {StandardTopologyModel::suppSmartTrackingRole, "suppSmartTrackingRole"},
+        {StandardTopologyModel::focusSpeedRole, "focusSpeedRole"},
+        {StandardTopologyModel::supPPTZRole, "supPPTZRole"},
+        {StandardTopologyModel::isPPTZEnabledRole, "isPPTZEnabledRole"},
+        {StandardTopologyModel::supportWasherRole, "supportWasherRole"},
+        {StandardTopologyModel::supportObjectMetadataRole, "supportObjectMetadataRole"},
+        {StandardTopologyModel::vcaVersionRole, "vcaVersionRole"},
+        {StandardTopologyModel::vcaProjectRole, "vcaProjectRole"},
+        {StandardTopologyModel::supportSmartVCARole, "supportSmartVCARole"},
+        {StandardTopologyModel::authWebsocketRole, "authWebsocketRole"},
+        {StandardTopologyModel::supportZoneDetectionRole, "supportZoneDetectionRole"},
+        {StandardTopologyModel::supportSmartSDRole, "supportSmartSDRole"},
+        {StandardTopologyModel::supportAudioDetectionRole, "supportAudioDetectionRole"},
+        {StandardTopologyModel::supportShockDetectionRole, "supportShockDetectionRole"},
+        {StandardTopologyModel::vcaStatusRole, "vcaStatusRole"},
+        {StandardTopologyModel::enableMulticastRole, "enableMulticastRole"},
+        {StandardTopologyModel::useServerTimeRole, "useServerTimeRole"},
+        {StandardTopologyModel::macRole, "macRole"},
+        {StandardTopologyModel::protocolRole, "protocolRole"},
+        {StandardTopologyModel::usernameRole, "usernameRole"},
+        {StandardTopologyModel::runningDetectionRole, "runningDetectionRole"},
+        {StandardTopologyModel::parkingViolationDetectionRole, "parkingViolationDetectionRole"},
+        {StandardTopologyModel::restrictedZoneDetectionRole, "restrictedZoneDetectionRole"},
+        {StandardTopologyModel::suppVCARole, "suppVCARole"},
+        {StandardTopologyModel::ptSpeedLevelRole, "ptSpeedLevelRole"},
+        {StandardTopologyModel::zoomSpeedLevelRole, "zoomSpeedLevelRole"},
+        {StandardTopologyModel::suppRemoteFocusRole, "suppRemoteFocusRole"},
+        {StandardTopologyModel::takenOverRole, "takenOverRole"},
+        {StandardTopologyModel::takenOverIdRole, "takenOverIdRole"},
+        {StandardTopologyModel::diNameListRole, "diNameListRole"},
+        {StandardTopologyModel::doNameListRole, "doNameListRole"},
+        {StandardTopologyModel::enableDeepSearchAttributeRole, "enableDeepSearchAttributeRole"},
+        {StandardTopologyModel::reidRole, "reidRole"},
+        {StandardTopologyModel::useMACBindingRole, "useMACBindingRole"},
+        {StandardTopologyModel::nvrSupportCameraSettingRole, "nvrSupportCameraSettingRole"},
+        {StandardTopologyModel::supportDeepSearchProtectRole, "supportDeepSearchProtectRole"},
+        {StandardTopologyModel::deepSearchVersionRole, "deepSearchVersionRole"},
+        {StandardTopologyModel::supportSAFRRole, "supportSAFRRole"},
+        {StandardTopologyModel::supportLPRRole, "supportLPRRole"},
+        {StandardTopologyModel::supportNeuralLabLPRRole, "supportNeuralLabLPRRole"},
+        {StandardTopologyModel::supportVaxtorLPRRole, "supportVaxtorLPRRole"},
+        {StandardTopologyModel::serverVersionRole, "serverVersionRole"},
+        {StandardTopologyModel::displayNameRole, "displayNameRole"},
+        {StandardTopologyModel::stationGuidRole, "stationGuidRole"},
+        {StandardTopologyModel::isUseEdgeRecordingRole, "isUseEdgeRecordingRole"},
+        {StandardTopologyModel::edgeRecordingStreamRole, "edgeRecordingStreamRole"},
+        {StandardTopologyModel::supportEdgeRecordingRole, "supportEdgeRecordingRole"},
+        {StandardTopologyModel::supportEdgeRecordingSettingsRole, "supportEdgeRecordingSettingsRole"},
+        {StandardTopologyModel::firmwareVersionRole, "firmwareVersionRole"},
+        {StandardTopologyModel::fisheyeCapRole, "fisheyeCapRole"},
+        {StandardTopologyModel::vcaCapabilityRole, "vcaCapabilityRole"},
+        {StandardTopologyModel::vcaGitVersionRole, "vcaGitVersionRole"},
+        {StandardTopologyModel::profileNumberRole, "profileNumberRole"},
+        {StandardTopologyModel::hasEdgeRecordingFileRole, "hasEdgeRecordingFileRole"},
+};
+
+// The fields a declarative view reads through dataRole, station and camera fields
+// alike. Roles left out (lists, rules, edge recording, take-over state) are read
+// one by one by the views that need them.
+constexpr int kWholeNodeRoles[] = {
+        StandardTopologyModel::idRole,
+        StandardTopologyModel::nodeIDRole,
+        StandardTopologyModel::nameRole,
+        StandardTopologyModel::levelRole,
+        StandardTopologyModel::nodeTypeRole,
+        StandardTopologyModel::ipRole,
+        StandardTopologyModel::hiddenInLiveRole,
+        StandardTopologyModel::processingStatusRole,
+        StandardTopologyModel::selectionRole,
+        StandardTopologyModel::parentStationIDRole,
+        StandardTopologyModel::modelRole,
+        StandardTopologyModel::displayNameRole,
+        StandardTopologyModel::bruteForceAttackCapRole,
+        StandardTopologyModel::cyberAttackCapRole,
+        StandardTopologyModel::quarantineEventCapRole,
+        StandardTopologyModel::useSSLRole,
+        StandardTopologyModel::httpPortRole,
+        StandardTopologyModel::httpsPortRole,
+        StandardTopologyModel::relayEnabledRole,
+        StandardTopologyModel::nvrEventSearchRole,
+        StandardTopologyModel::isNVRStationRole,
+        StandardTopologyModel::gpsConnectionEventCapRole,
+        StandardTopologyModel::gpsSpeedLimitationEventCapRole,
+        StandardTopologyModel::gSensorEventCapRole,
+        StandardTopologyModel::fanStatusEventCapRole,
+        StandardTopologyModel::isQELM2Role,
+        StandardTopologyModel::connectedRole,
+        StandardTopologyModel::redundantServerRole,
+        StandardTopologyModel::nasDomainRole,
+        StandardTopologyModel::nasUsernameRole,
+        StandardTopologyModel::nasPasswordRole,
+        StandardTopologyModel::isCMSRedundantServerRole,
+        StandardTopologyModel::stationPasswordRole,
+        StandardTopologyModel::p2pSerialNumberRole,
+        StandardTopologyModel::skyrCloudDeviceIdRole,
+        StandardTopologyModel::isSKYRCloudDeviceRole,
+        StandardTopologyModel::skyrCloudDeviceConnectTypeRole,
+        StandardTopologyModel::isSKYRCloudRelayTimeoutRole,
+        StandardTopologyModel::isWifiAvalibleRole,
+        StandardTopologyModel::wifiAddressRole,
+        StandardTopologyModel::multicastIpRole,
+        StandardTopologyModel::multicastPortStartRole,
+        StandardTopologyModel::multicastPortEndRole,
+        StandardTopologyModel::nvrSupportCameraSettingRole,
+        StandardTopologyModel::deepSearchVersionRole,
+        StandardTopologyModel::serverVersionRole,
+        StandardTopologyModel::stationGuidRole,
+        StandardTopologyModel::camTypeRole,
+        StandardTopologyModel::isVCARole,
+        StandardTopologyModel::recordingRole,
+        StandardTopologyModel::supportZoomModuleRole,
+        StandardTopologyModel::portRole,
+        StandardTopologyModel::brandRole,
+        StandardTopologyModel::userRole,
+        StandardTopologyModel::passwordRole,
+        StandardTopologyModel::supportEventsRole,
+        StandardTopologyModel::diCountRole,
+        StandardTopologyModel::doCountRole,
+        StandardTopologyModel::diNameListRole,
+        StandardTopologyModel::doNameListRole,
+        StandardTopologyModel::motionCountRole,
+        StandardTopologyModel::channelRole,
+        StandardTopologyModel::channelNumRole,
+        StandardTopologyModel::supportDeepSearchRole,
+        StandardTopologyModel::enableDeepSearchAttributeRole,
+        StandardTopologyModel::reidRole,
+        StandardTopologyModel::supportDeepSearchProtectRole,
+        StandardTopologyModel::macRole,
+        StandardTopologyModel::ptSpeedLevelRole,
+        StandardTopologyModel::zoomSpeedLevelRole,
+        StandardTopologyModel::supPPTZRole,
+        StandardTopologyModel::isPPTZEnabledRole,
+        StandardTopologyModel::protocolRole,
+        StandardTopologyModel::enableMulticastRole,
+        StandardTopologyModel::useServerTimeRole,
+        StandardTopologyModel::suppVCARole,
+        StandardTopologyModel::sdCardReadyRole,
+        StandardTopologyModel::vcaVersionRole,
+        StandardTopologyModel::vcaGitVersionRole,
+        StandardTopologyModel::authWebsocketRole,
+        StandardTopologyModel::supportSeamlessRole,
+        StandardTopologyModel::suppMechPtzRole,
+        StandardTopologyModel::suppZoomRole,
+        StandardTopologyModel::supportTalkRole,
+        StandardTopologyModel::suppRemoteFocusRole,
+        StandardTopologyModel::suppIrisRole,
+        StandardTopologyModel::supportWasherRole,
+        StandardTopologyModel::supportVehicleDetectionRole,
+        StandardTopologyModel::supportObjectMetadataRole,
+        StandardTopologyModel::vcaProjectRole,
+        StandardTopologyModel::urlRole,
+        StandardTopologyModel::streamNumberRole,
+        StandardTopologyModel::profileNumberRole,
+        StandardTopologyModel::supportTimeShiftRole,
+        StandardTopologyModel::suppPanRole,
+        StandardTopologyModel::suppTiltRole,
+        StandardTopologyModel::suppFocusRole,
+        StandardTopologyModel::suppJoystickRole,
+        StandardTopologyModel::vcaStatusRole,
+        StandardTopologyModel::focusSpeedRole,
+        StandardTopologyModel::useMACBindingRole,
+        StandardTopologyModel::supportSAFRRole,
+        StandardTopologyModel::supportLPRRole,
+        StandardTopologyModel::supportNeuralLabLPRRole,
+        StandardTopologyModel::supportVaxtorLPRRole,
+        StandardTopologyModel::supportEdgeRecordingSettingsRole,
+        StandardTopologyModel::firmwareVersionRole,
+        StandardTopologyModel::fisheyeCapRole,
+};
+
+static_assert(std::size(kRoleNames) == 134, "every device role is published");
+static_assert(std::size(kWholeNodeRoles) == 108, "the whole-node map has 108 fields");
+
+const QHash<QByteArray, int>& roleNumbersByName()
+{
+    static const QHash<QByteArray, int> numbers = [] {
+        QHash<QByteArray, int> result;
+        result.reserve(int(std::size(kRoleNames)));
+        for (const RoleName& entry : kRoleNames)
+            result.insert(QByteArray(entry.name), entry.role);
+        return result;
+    }();
+    return numbers;
+}
+
+// The whole-node fields with their map keys, made once.
+const QList<QPair<int, QString>>& wholeNodeFields()
+{
+    static const QList<QPair<int, QString>> fields = [] {
+        const QHash<int, QByteArray> names = StandardTopologyModel::getRoleNames();
+        QList<QPair<int, QString>> result;
+        result.reserve(int(std::size(kWholeNodeRoles)));
+        for (int role : kWholeNodeRoles)
+            result.append({role, QString::fromLatin1(names.value(role))});
+        return result;
+    }();
+    return fields;
+}
+
+} // namespace
+
+StandardTopologyModel::StandardTopologyModel(QObject* parent)
+    : QStandardItemModel(parent)
+{
+    // The index must be complete before any other listener of rowsInserted runs,
+    // and emptied before the rows disappear; both connections are made first.
+    connect(this, &QAbstractItemModel::rowsInserted, this, &StandardTopologyModel::genModelIndexMap,
+            Qt::DirectConnection);
+    connect(this, &QAbstractItemModel::rowsAboutToBeRemoved, this, &StandardTopologyModel::removeModelIndexMap);
+    connect(this, &QAbstractItemModel::dataChanged, this, &StandardTopologyModel::followIdentifierChange,
+            Qt::DirectConnection);
+    // A reset through the base class's clear() must not leave the index pointing
+    // at deleted rows.
+    connect(this, &QAbstractItemModel::modelAboutToBeReset, this, &StandardTopologyModel::forgetAllIdentifiers,
+            Qt::DirectConnection);
+}
+
+QHash<int, QByteArray> StandardTopologyModel::getRoleNames()
+{
+    static const QHash<int, QByteArray> names = [] {
+        QHash<int, QByteArray> result;
+        result.reserve(int(std::size(kRoleNames)));
+        for (const RoleName& entry : kRoleNames)
+            result.insert(entry.role, QByteArray(entry.name));
+        return result;
+    }();
+    return names;
+}
+
+int StandardTopologyModel::convertRoleNameStringToEnum(const QString& roleName)
+{
+    return roleNumbersByName().value(roleName.toLocal8Bit(), 0);
+}
+
+QHash<int, QByteArray> StandardTopologyModel::roleNames() const
+{
+    return getRoleNames();
+}
+
+QVariant StandardTopologyModel::data(const QModelIndex& index, int role) const
+{
+    const QStandardItem* item = itemFromIndex(index);
+    if (!item)
+        return QVariant();
+    if (role == dataRole) {
+        const int itemType = item->data(standardItemTypeRole).toInt();
+        if (itemType == DeviceItem || itemType == StationItem)
+            return wholeNodeMap(index);
+    }
+    return QStandardItemModel::data(index, role);
+}
+
+QVariantMap StandardTopologyModel::wholeNodeMap(const QModelIndex& index) const
+{
+    // One copy of the item's values instead of 108 scans of its value list.
+    const QMap<int, QVariant> values = itemData(index);
+    QVariantMap result;
+    for (const auto& [role, key] : wholeNodeFields())
+        result.insert(key, values.value(role));
+    return result;
+}
+
+QModelIndexList StandardTopologyModel::match(const QModelIndex& start, int role, const QVariant& value, int hits,
+                                             Qt::MatchFlags flags) const
+{
+    if (role != idRole)
+        return QStandardItemModel::match(start, role, value, hits, flags);
+    const auto found = m_indexById.constFind(value.toString());
+    if (found == m_indexById.constEnd() || !found->isValid())
+        return QModelIndexList();
+    return QModelIndexList{QModelIndex(*found)};
+}
+
+void StandardTopologyModel::clear()
+{
+    forgetAllIdentifiers();
+    QStandardItemModel::clear();
+}
+
+void StandardTopologyModel::genModelIndexMap(const QModelIndex& parent, int first, int last)
+{
+    for (int row = first; row <= last; ++row) {
+        const QModelIndex node = index(row, 0, parent);
+        const QString id = QStandardItemModel::data(node, idRole).toString();
+        m_indexById.insert(id, QPersistentModelIndex(node));
+        m_idOfItem.insert(itemFromIndex(node), id);
+        genModelIndexMap(node, 0, rowCount(node) - 1);
+    }
+}
+
+void StandardTopologyModel::removeModelIndexMap(const QModelIndex& parent, int first, int last)
+{
+    for (int row = first; row <= last; ++row) {
+        const QModelIndex node = index(row, 0, parent);
+        removeModelIndexMap(node, 0, rowCount(node) - 1);
+        m_indexById.remove(QStandardItemModel::data(node, idRole).toString());
+        m_idOfItem.remove(itemFromIndex(node));
+    }
+}
+
+void StandardTopologyModel::followIdentifierChange(const QModelIndex& topLeft, const QModelIndex& bottomRight,
+                                                   const QList<int>& roles)
+{
+    if (!topLeft.isValid() || topLeft.column() > 0)
+        return;
+    if (!roles.isEmpty() && !roles.contains(idRole))
+        return;
+    const QModelIndex parent = topLeft.parent();
+    for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
+        const QModelIndex node = index(row, 0, parent);
+        const auto filed = m_idOfItem.find(itemFromIndex(node));
+        if (filed == m_idOfItem.end())
+            continue;
+        const QString newId = QStandardItemModel::data(node, idRole).toString();
+        if (*filed == newId)
+            continue;
+        // The old key may belong to a later node with the same identifier; only
+        // this node's own entry moves.
+        const auto oldEntry = m_indexById.find(*filed);
+        if (oldEntry != m_indexById.end() && *oldEntry == node)
+            m_indexById.erase(oldEntry);
+        m_indexById.insert(newId, QPersistentModelIndex(node));
+        *filed = newId;
+    }
+}
+
+void StandardTopologyModel::forgetAllIdentifiers()
+{
+    m_indexById.clear();
+    m_idOfItem.clear();
+}

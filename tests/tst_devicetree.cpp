@@ -1,0 +1,761 @@
+#include "DeviceTree.h"
+#include "QorbLogUtlStub.h"
+#include "TestSupport.h"
+
+#include <QAbstractItemModelTester>
+#include <QtTest>
+
+#include <functional>
+#include <memory>
+
+using Model = StandardTopologyModel;
+
+namespace {
+
+QVariantMap station(const QString& id, const QString& name, bool nvr = false)
+{
+    return {{"nodeUID", id}, {"nodeName", name}, {"nodeType", "Station"}, {"isNVR", nvr}};
+}
+
+QVariantMap camera(const QString& id, const QString& name = QStringLiteral("c_Cam"))
+{
+    return {{"nodeUID", id}, {"nodeName", name}, {"nodeType", "Camera"}};
+}
+
+QStringList childIds(const DeviceTree& tree, const QString& parentId)
+{
+    const Model* model = const_cast<DeviceTree&>(tree).getModel();
+    const QModelIndex parent = model->match(QModelIndex(), Model::idRole, parentId).value(0);
+    QStringList ids;
+    for (int row = 0; row < model->rowCount(parent); ++row)
+        ids << model->index(row, 0, parent).data(Model::idRole).toString();
+    return ids;
+}
+
+// The login station, named R once its identifier is known, with two cameras and
+// two sub-stations; S1 is an NVR with a sub-NVR of its own.
+void buildInstallation(DeviceTree& tree)
+{
+    tree.insertLoginStation("s_Root", "10.0.0.1");
+    tree.setDataMap(QString(), {{"idRole", "R"}, {"nodeIDRole", "R"}});
+    tree.insertNewNodes("R", {camera("R/C_1"), camera("R/C_2"), station("S1", "s_Branch", true),
+                              station("S2", "Annex")});
+    tree.insertNewNodes("S1", {camera("S1/C_1"), camera("S1/C_12"), station("S11", "Depot", true)});
+    tree.insertNewNodes("S11", {camera("S11/C_1")});
+    tree.insertNewNodes("S2", {camera("S2/CamX")});
+    const QMap<QString, QString> macs{{"R/C_1", "m1"}, {"R/C_2", "m2"}, {"S1/C_1", "s1m1"},
+                                      {"S11/C_1", "s11m1"}, {"S2/CamX", "s2m"}};
+    for (auto it = macs.cbegin(); it != macs.cend(); ++it)
+        tree.setData(it.key(), Model::macRole, it.value());
+    tree.setDataMap("R", {{"modelRole", "qelm-Box"}, {"connectedRole", true}, {"serverVersionRole", "2.1"}});
+    tree.setDataMap("S1", {{"connectedRole", true}, {"skyrCloudDeviceIdRole", "cloud-1"}});
+    tree.setDataMap("R/C_1",
+                    {{"diNameListRole", QStringList{"DI-1", "DI-2"}}, {"doNameListRole", QStringList{"DO-1"}}});
+}
+
+struct Fixture
+{
+    Fixture()
+        : tester(tree.getModel(), QAbstractItemModelTester::FailureReportingMode::Fatal)
+    {
+        buildInstallation(tree);
+        recorder = std::make_unique<ModelNotificationRecorder>(tree.getModel(), Model::idRole);
+        QorbLogUtlStub::clear();
+    }
+    DeviceTree tree;
+    QAbstractItemModelTester tester;
+    std::unique_ptr<ModelNotificationRecorder> recorder;
+};
+
+using Operation = std::function<void(DeviceTree&)>;
+
+} // namespace
+
+Q_DECLARE_METATYPE(Operation)
+
+class TestDeviceTree : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void createsStationsFromRecords();
+    void createsCamerasFromRecords_data();
+    void createsCamerasFromRecords();
+    void nodeKindFollowsNodeTypeExactly_data();
+    void nodeKindFollowsNodeTypeExactly();
+    void cleansOneNamePrefix_data();
+    void cleansOneNamePrefix();
+    void decodesHexPasswords_data();
+    void decodesHexPasswords();
+    void insertNewNodes_data();
+    void insertNewNodes();
+    void insertsCamerasBeforeFirstSubStation_data();
+    void insertsCamerasBeforeFirstSubStation();
+    void appendsAnnouncedStations();
+    void removedCameras();
+    void removedCamerasOfTheLoginStation();
+    void readsAndWritesByRoleName();
+    void updatesChangeRolesInOneNotification_data();
+    void updatesChangeRolesInOneNotification();
+    void externalDevices();
+    void removeNodesTakesWholeSubtrees();
+    void badInputIsHarmless();
+    void stationQueries();
+    void cameraDescriptionsForOtherPlugins();
+    void channelComesFromIdentifierSuffix_data();
+    void channelComesFromIdentifierSuffix();
+};
+
+void TestDeviceTree::createsStationsFromRecords()
+{
+    // given
+    Fixture f;
+    QVariantMap record = station("S3", "s_North");
+    record.insert({{"nodeIP", "10.0.3.1"}, {"useSSL", true}, {"httpPort", 8080}, {"nasDomain", "nas.local"},
+                   {"nasUserName", "backup"}, {"nasPassword", "707764"}, {"stationPassword", "616263"},
+                   {"isRedundantServer", true}, {"skyrCloudDeviceId", "cloud-9"}, {"skyrCloudDeviceConnectType", 3},
+                   {"serverModelName", "NVR-16"}, {"displayName", "s_North site"}, {"serverVersion", "3.0"}});
+    // when
+    f.tree.insertNewNodes("S2", {record});
+    // then
+    const QVariantMap expected{
+        {"idRole", "S3"}, {"nodeIDRole", "S3"}, {"stationGuidRole", "S3"}, {"nameRole", "North"},
+        {"nodeTypeRole", 1}, {"standardItemTypeRole", 2}, {"levelRole", 2}, {"parentStationIDRole", "S2"},
+        {"ipRole", "10.0.3.1"}, {"useSSLRole", true}, {"httpPortRole", 8080}, {"httpsPortRole", 8080},
+        {"nasDomainRole", "nas.local"}, {"nasUsernameRole", "backup"}, {"nasPasswordRole", "pwd"},
+        {"stationPasswordRole", "abc"}, {"redundantServerRole", true}, {"skyrCloudDeviceIdRole", "cloud-9"},
+        {"isSKYRCloudDeviceRole", true}, {"skyrCloudDeviceConnectTypeRole", 3}, {"modelRole", "NVR-16"},
+        {"displayNameRole", "s_North site"}, {"serverVersionRole", "3.0"}, {"isNVRStationRole", false},
+        {"connectedRole", false}, {"relayEnabledRole", false}, {"wifiAddressRole", ""}, {"selectionRole", 2},
+        {"hiddenInLiveRole", false}};
+    for (auto it = expected.cbegin(); it != expected.cend(); ++it)
+        QVERIFY2(f.tree.data("S3", it.key()) == it.value(), qPrintable(it.key()));
+}
+
+void TestDeviceTree::createsCamerasFromRecords_data()
+{
+    QTest::addColumn<QVariantMap>("extraKeys");
+    QTest::addColumn<bool>("ptz");
+    QTest::newRow("top-level PTZ flag is not enough") << QVariantMap{{"suppPTZ", true}} << false;
+    QTest::newRow("mechanical PTZ") << QVariantMap{{"mechPtzCap", QVariantMap{{"suppPTZ", true}}}} << true;
+    QTest::newRow("mechanical PTZ says no")
+        << QVariantMap{{"suppPTZ", true}, {"mechPtzCap", QVariantMap{{"suppPTZ", false}}}} << false;
+    QTest::newRow("mechanical PTZ not a map") << QVariantMap{{"mechPtzCap", "yes"}} << false;
+}
+
+void TestDeviceTree::createsCamerasFromRecords()
+{
+    QFETCH(QVariantMap, extraKeys);
+    QFETCH(bool, ptz);
+    // given
+    Fixture f;
+    QVariantMap record = camera("S2/C_5", "c_Gate");
+    record.insert({{"nodeIP", "10.0.2.5"}, {"brand", "Acme"}, {"user", "admin"}, {"diCount", 2}, {"doCount", 1},
+                   {"motionCount", 4}, {"channelID", 5}, {"suppLineCrossing", true}});
+    record.insert(extraKeys);
+    // when
+    f.tree.insertNewNodes("S2", {record});
+    // then
+    const QVariantMap capabilities = f.tree.data("S2/C_5", Model::supportEventsRole).toMap();
+    QCOMPARE(capabilities.size(), 20);
+    QCOMPARE(capabilities.value("suppPTZ"), QVariant(ptz));
+    QCOMPARE(capabilities.value("suppLineCrossing"), QVariant(true));
+    QCOMPARE(capabilities.value("suppPIR"), QVariant(false));
+    QCOMPARE(f.tree.data("S2/C_5", "nameRole"), QVariant("Gate"));
+    QCOMPARE(f.tree.data("S2/C_5", "brandRole"), QVariant("Acme"));
+    QCOMPARE(f.tree.data("S2/C_5", "diCountRole"), QVariant(2u));
+    QCOMPARE(f.tree.data("S2/C_5", "channelRole"), QVariant(5));
+    QCOMPARE(f.tree.data("S2/C_5", "levelRole"), QVariant(2));
+    QCOMPARE(f.tree.data("S2/C_5", "parentStationIDRole"), QVariant("S2"));
+    QCOMPARE(f.tree.data("S2/C_5", "standardItemTypeRole"), QVariant(0));
+    QCOMPARE(f.tree.data("S2/C_5", "portRole"), QVariant(QStringLiteral("80")));
+    QCOMPARE(f.tree.data("S2/C_5", "channelNumRole"), QVariant(1));
+    QCOMPARE(f.tree.data("S2/C_5", "recordingRole"), QVariant(false));
+}
+
+void TestDeviceTree::nodeKindFollowsNodeTypeExactly_data()
+{
+    QTest::addColumn<QVariant>("nodeType");
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<int>("itemType");
+    QTest::newRow("Station") << QVariant("Station") << 1 << 2;
+    QTest::newRow("lower-case station") << QVariant("station") << 0 << 0;
+    QTest::newRow("Camera") << QVariant("Camera") << 0 << 0;
+    QTest::newRow("empty") << QVariant("") << 0 << 0;
+    QTest::newRow("missing") << QVariant() << 0 << 0;
+}
+
+void TestDeviceTree::nodeKindFollowsNodeTypeExactly()
+{
+    QFETCH(QVariant, nodeType);
+    QFETCH(int, kind);
+    QFETCH(int, itemType);
+    Fixture f;
+    f.tree.insertNewNodes("S2", {QVariantMap{{"nodeUID", "N"}, {"nodeType", nodeType}}});
+    QCOMPARE(f.tree.data("N", Model::nodeTypeRole), QVariant(kind));
+    QCOMPARE(f.tree.data("N", Model::standardItemTypeRole), QVariant(itemType));
+}
+
+void TestDeviceTree::cleansOneNamePrefix_data()
+{
+    QTest::addColumn<QString>("sent");
+    QTest::addColumn<QString>("shown");
+    QTest::newRow("station prefix") << "s_Main" << "Main";
+    QTest::newRow("camera prefix") << "c_Lobby" << "Lobby";
+    QTest::newRow("device prefix") << "d_Gate" << "Gate";
+    QTest::newRow("only one prefix") << "c_d_Gate" << "d_Gate";
+    QTest::newRow("not at the start") << "Gate_d_" << "Gate_d_";
+    QTest::newRow("inside") << "xs_Main" << "xs_Main";
+    QTest::newRow("upper case") << "S_Main" << "S_Main";
+    QTest::newRow("prefix only") << "s_" << "";
+}
+
+void TestDeviceTree::cleansOneNamePrefix()
+{
+    QFETCH(QString, sent);
+    QFETCH(QString, shown);
+    Fixture f;
+    f.tree.insertNewNodes("S2", {camera("c_" + sent, sent), station("s_" + sent, sent)});
+    QCOMPARE(f.tree.data("c_" + sent, Model::nameRole), QVariant(shown));
+    QCOMPARE(f.tree.data("s_" + sent, Model::nameRole), QVariant(shown));
+    // Identifiers are never cleaned.
+    QCOMPARE(f.tree.data("c_" + sent, Model::nodeIDRole), QVariant("c_" + sent));
+}
+
+void TestDeviceTree::decodesHexPasswords_data()
+{
+    QTest::addColumn<QVariant>("sent");
+    QTest::addColumn<QString>("stored");
+    QTest::newRow("hex") << QVariant("616263") << "abc";
+    QTest::newRow("upper-case hex") << QVariant("414243") << "ABC";
+    QTest::newRow("invalid digits skipped") << QVariant("61zz62") << "ab";
+    QTest::newRow("empty") << QVariant("") << "";
+    QTest::newRow("missing") << QVariant() << "";
+    QTest::newRow("sent as a number") << QVariant(616263) << "abc";
+}
+
+void TestDeviceTree::decodesHexPasswords()
+{
+    QFETCH(QVariant, sent);
+    QFETCH(QString, stored);
+    // given
+    Fixture f;
+    QVariantMap record = station("S3", "North");
+    record.insert({{"nasPassword", sent}, {"stationPassword", sent}});
+    // when: created, and changed later
+    f.tree.insertNewNodes("S2", {record});
+    f.tree.insertNewStationNodes({QVariantMap{{"stationUID", "S4"}, {"relayPath", "S2"}, {"stationPassword", sent}}});
+    f.tree.updateStationInfo(QVariantMap{{"stationUID", "S1"}, {"nasPassword", sent}});
+    // then
+    QCOMPARE(f.tree.data("S3", Model::nasPasswordRole), QVariant(stored));
+    QCOMPARE(f.tree.data("S3", Model::stationPasswordRole), QVariant(stored));
+    QCOMPARE(f.tree.data("S4", Model::stationPasswordRole), QVariant(stored));
+    QCOMPARE(f.tree.data("S1", Model::nasPasswordRole), QVariant(stored));
+}
+
+void TestDeviceTree::insertNewNodes_data()
+{
+    QTest::addColumn<QString>("parentId");
+    QTest::addColumn<QVariantList>("records");
+    QTest::addColumn<QStringList>("notifications");
+    QTest::addColumn<QStringList>("children");
+    QTest::addColumn<QList<QByteArray>>("log");
+    const QStringList oldChildren{"S1/C_1", "S1/C_12", "S11"};
+    QTest::newRow("replaces all children in one block")
+        << "S1" << QVariantList{camera("S1/C_1"), camera("S1/C_7")}
+        << QStringList{"remove 0..2 under S1", "removed 0..2 under S1", "insert 0..1 under S1",
+                       "inserted 0..1 under S1"}
+        << QStringList{"S1/C_1", "S1/C_7"} << QList<QByteArray>();
+    QTest::newRow("empty answer keeps children")
+        << "S1" << QVariantList() << QStringList() << oldChildren << QList<QByteArray>();
+    QTest::newRow("entries that are not records keep children")
+        << "S1" << QVariantList{QVariant(), 42, "text"} << QStringList() << oldChildren << QList<QByteArray>();
+    QTest::newRow("unknown parent logs once")
+        << "S9" << QVariantList{camera("S9/C_1")} << QStringList() << QStringList()
+        << QList<QByteArray>{"DeviceTree::insertNewNodes, cannot find parent node S9"};
+}
+
+void TestDeviceTree::insertNewNodes()
+{
+    QFETCH(QString, parentId);
+    QFETCH(QVariantList, records);
+    QFETCH(QStringList, notifications);
+    QFETCH(QStringList, children);
+    QFETCH(QList<QByteArray>, log);
+    // given
+    Fixture f;
+    // when
+    f.tree.insertNewNodes(parentId, records);
+    // then
+    QCOMPARE(f.recorder->lines(), notifications);
+    QCOMPARE(QorbLogUtlStub::messages(), log);
+    for (const QorbLogUtlStub::Line& line : QorbLogUtlStub::lines())
+        QCOMPARE(line.level, 2);
+    if (children.isEmpty())
+        return;
+    QCOMPARE(childIds(f.tree, parentId), children);
+    for (const QString& child : children) {
+        QCOMPARE(f.tree.data(child, "levelRole"), QVariant(2));
+        QCOMPARE(f.tree.data(child, "parentStationIDRole"), QVariant(parentId));
+    }
+    QCOMPARE(f.tree.contains("S11/C_1"), children.contains("S11"));
+}
+
+void TestDeviceTree::insertsCamerasBeforeFirstSubStation_data()
+{
+    QTest::addColumn<QString>("stationId");
+    QTest::addColumn<QStringList>("notifications");
+    QTest::addColumn<QStringList>("children");
+    QTest::newRow("between cameras and sub-stations")
+        << "R" << QStringList{"insert 2..2 under R", "inserted 2..2 under R"}
+        << QStringList{"R/C_1", "R/C_2", "new", "S1", "S2"};
+    QTest::newRow("last without sub-stations")
+        << "S2" << QStringList{"insert 1..1 under S2", "inserted 1..1 under S2"} << QStringList{"S2/CamX", "new"};
+    QTest::newRow("unknown station skipped") << "S9" << QStringList() << QStringList();
+}
+
+void TestDeviceTree::insertsCamerasBeforeFirstSubStation()
+{
+    QFETCH(QString, stationId);
+    QFETCH(QStringList, notifications);
+    QFETCH(QStringList, children);
+    // given
+    Fixture f;
+    // when
+    f.tree.insertNewCameraNodes({QVariantMap{{"parentStationID", stationId}, {"nodeUID", "new"},
+                                             {"nodeName", "c_Dock"}, {"camIP", "10.9.9.9"}, {"camType", 4},
+                                             {"camPort", 8080}}});
+    // then
+    QCOMPARE(f.recorder->lines(), notifications);
+    if (children.isEmpty())
+        return;
+    QCOMPARE(childIds(f.tree, stationId), children);
+    QCOMPARE(f.tree.data("new", "camTypeRole"), QVariant(4));
+    QCOMPARE(f.tree.data("new", "portRole"), QVariant("8080"));
+    QCOMPARE(f.tree.data("new", "ipRole"), QVariant("10.9.9.9"));
+    QCOMPARE(f.tree.data("new", "brandRole"), QVariant("xrqz"));
+    QCOMPARE(f.tree.data("new", "nameRole"), QVariant("Dock"));
+    QCOMPARE(f.tree.data("new", "levelRole").toInt(), f.tree.data(stationId, "levelRole").toInt() + 1);
+}
+
+void TestDeviceTree::appendsAnnouncedStations()
+{
+    // given
+    Fixture f;
+    // when
+    f.tree.insertNewStationNodes({QVariantMap{{"stationUID", "S3"}, {"relayPath", "R"}, {"nodeName", "s_North"},
+                                              {"stationIP", "10.0.3.1"}, {"httpPort", 81}, {"useSSL", true}},
+                                  QVariantMap{{"stationUID", "S4"}, {"relayPath", "S9"}}});
+    // then
+    QCOMPARE(f.recorder->lines(), QStringList({"insert 4..4 under R", "inserted 4..4 under R"}));
+    QCOMPARE(childIds(f.tree, "R").last(), QStringLiteral("S3"));
+    QVERIFY(!f.tree.contains("S4"));
+    QCOMPARE(f.tree.data("S3", "nameRole"), QVariant("North"));
+    QCOMPARE(f.tree.data("S3", "ipRole"), QVariant("10.0.3.1"));
+    QCOMPARE(f.tree.data("S3", "httpsPortRole"), QVariant(81));
+    QCOMPARE(f.tree.data("S3", "useSSLRole"), QVariant(true));
+    QCOMPARE(f.tree.data("S3", "levelRole"), QVariant(1));
+    QCOMPARE(f.tree.data("S3", "parentStationIDRole"), QVariant("R"));
+}
+
+void TestDeviceTree::removedCameras()
+{
+    // given
+    Fixture f;
+    const QVariantList removed{QVariantMap{{"camID", "7"}, {"camName", "c_Old"}, {"cameraType", 3}},
+                               QVariantMap{{"camID", "8"}, {"camName", "Older"}, {"cameraType", 2}}};
+    // when: the folder is new
+    f.tree.insertRemovedCameras("R", removed);
+    // then it goes in with its cameras as one block, in front of the sub-stations
+    QCOMPARE(f.recorder->lines(), QStringList({"insert 2..2 under R", "inserted 2..2 under R"}));
+    QCOMPARE(childIds(f.tree, "R"), QStringList({"R/C_1", "R/C_2", "R/_REMOVED_CAMERAS_", "S1", "S2"}));
+    QCOMPARE(childIds(f.tree, "R/_REMOVED_CAMERAS_"), QStringList({"R/7", "R/8"}));
+    QCOMPARE(f.tree.data("R/_REMOVED_CAMERAS_", "nameRole"), QVariant("Removed Cameras"));
+    QCOMPARE(f.tree.data("R/_REMOVED_CAMERAS_", "nodeTypeRole"), QVariant(4));
+    QCOMPARE(f.tree.data("R/_REMOVED_CAMERAS_", "levelRole"), QVariant(1));
+    QCOMPARE(f.tree.data("R/_REMOVED_CAMERAS_", "hiddenInLiveRole"), QVariant(true));
+    QCOMPARE(f.tree.data("R/7", "nameRole"), QVariant("Old"));
+    QCOMPARE(f.tree.data("R/7", "nodeTypeRole"), QVariant(2));
+    QCOMPARE(f.tree.data("R/7", "camTypeRole"), QVariant(3));
+    QCOMPARE(f.tree.data("R/7", "hiddenInLiveRole"), QVariant(true));
+    QCOMPARE(f.tree.data("R/7", "levelRole"), QVariant(2));
+    QCOMPARE(f.tree.data("R/7", "parentStationIDRole"), QVariant("R"));
+
+    // when: the same cameras come again
+    f.recorder->clear();
+    f.tree.insertRemovedCameras("R", removed);
+    // then they are added, not replaced, and the look-up finds the later rows
+    QCOMPARE(f.recorder->lines(), QStringList({"insert 2..3 under R/_REMOVED_CAMERAS_",
+                                               "inserted 2..3 under R/_REMOVED_CAMERAS_"}));
+    QCOMPARE(childIds(f.tree, "R/_REMOVED_CAMERAS_"), QStringList({"R/7", "R/8", "R/7", "R/8"}));
+    const Model* model = f.tree.getModel();
+    QCOMPARE(model->match(QModelIndex(), Model::idRole, "R/8").value(0).row(), 3);
+
+    // when: removed cameras are taken away, each listed one from its first row
+    f.recorder->clear();
+    f.tree.removeRemovedCameras("R", {"R/8", "R/7", "R/nowhere"});
+    QCOMPARE(f.recorder->lines(), QStringList({"remove 0..1 under R/_REMOVED_CAMERAS_",
+                                               "removed 0..1 under R/_REMOVED_CAMERAS_"}));
+    QCOMPARE(childIds(f.tree, "R/_REMOVED_CAMERAS_"), QStringList({"R/7", "R/8"}));
+    // and the folder stays when it is left empty
+    f.tree.removeRemovedCameras("R", {"R/7", "R/8"});
+    QVERIFY(f.tree.contains("R/_REMOVED_CAMERAS_"));
+    QCOMPARE(childIds(f.tree, "R/_REMOVED_CAMERAS_"), QStringList());
+
+    // and nothing happens for an empty list or an unknown station
+    f.recorder->clear();
+    f.tree.insertRemovedCameras("R", {});
+    f.tree.insertRemovedCameras("S9", removed);
+    QCOMPARE(f.recorder->lines(), QStringList());
+}
+
+void TestDeviceTree::removedCamerasOfTheLoginStation()
+{
+    DeviceTree tree;
+    QAbstractItemModelTester tester(tree.getModel(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    tree.insertLoginStation("Root", "10.0.0.1");
+    tree.insertRemovedCameras(QString(), {QVariantMap{{"camID", "7"}, {"camName", "Old"}}});
+    QCOMPARE(childIds(tree, "_REMOVED_CAMERAS_"), QStringList({"7"}));
+    QCOMPARE(tree.data("7", "parentStationIDRole"), QVariant(""));
+}
+
+void TestDeviceTree::readsAndWritesByRoleName()
+{
+    // given
+    Fixture f;
+    // when a name that is not a published role is written, it lands in role 0
+    f.tree.setDataMap("R/C_1", {{"ipRole", "10.0.0.7"}, {"noSuchRole", "display"}});
+    // then
+    QCOMPARE(f.recorder->lines(), QStringList({"changed R/C_1 roles 0,263,2"}));
+    QCOMPARE(f.tree.data("R/C_1", "ipRole"), QVariant("10.0.0.7"));
+    QCOMPARE(f.tree.data("R/C_1", "anotherUnknownRole"), QVariant("display"));
+    QCOMPARE(f.tree.data("R/C_2", "anotherUnknownRole"), QVariant());
+    // and a list keeps its order, the later value of one role winning, in one change
+    f.recorder->clear();
+    f.tree.setDataList("R/C_1", {{"nameRole", "first"}, {"ipRole", "10.0.0.8"}, {"nameRole", "second"}});
+    QCOMPARE(f.recorder->lines(), QStringList({"changed R/C_1 roles 259,263"}));
+    QCOMPARE(f.tree.data("R/C_1", "nameRole"), QVariant("second"));
+    // and every node is read at once by role name
+    const QVariantMap levels = f.tree.getAllValues("levelRole");
+    QCOMPARE(levels.size(), 10);
+    QCOMPARE(levels.value("R"), QVariant(0));
+    QCOMPARE(levels.value("S11/C_1"), QVariant(3));
+}
+
+void TestDeviceTree::updatesChangeRolesInOneNotification_data()
+{
+    QTest::addColumn<Operation>("update");
+    QTest::addColumn<QStringList>("notifications");
+    QTest::addColumn<QString>("nodeId");
+    QTest::addColumn<QVariantMap>("values");
+
+    QTest::newRow("camera status")
+        << Operation([](DeviceTree& t) {
+               t.updateCameraStatus({QVariantMap{{"camUID", "R/C_1"}, {"connected", true}, {"recording", true},
+                                                 {"useEdgeRecording", true}, {"edgeRecordingStream", 2}}});
+           })
+        << QStringList{"changed R/C_1 roles 284,304,382,383"} << "R/C_1"
+        << QVariantMap{{"connectedRole", true}, {"recordingRole", true}, {"isUseEdgeRecordingRole", true},
+                       {"edgeRecordingStreamRole", 2}};
+    QTest::newRow("camera information")
+        << Operation([](DeviceTree& t) {
+               t.updateCameraInfo({{{"idRole", "R/C_1"}, {"macRole", "aa"}, {"isVCARole", true}}});
+           })
+        << QStringList{"changed R/C_1 roles 257,303,355"} << "R/C_1"
+        << QVariantMap{{"macRole", "aa"}, {"isVCARole", true}};
+    QTest::newRow("DI/DO names")
+        << Operation([](DeviceTree& t) {
+               t.updateDiDoNames({{{"nodeID", "R/C_1"},
+                                   {"diChangeList", QVariantList{QVariantMap{{"Idx", 2}, {"RefName", "Door"}},
+                                                                 QVariantMap{{"Idx", 3}, {"RefName", "none"}},
+                                                                 QVariantMap{{"Idx", 0}, {"RefName", "none"}}}},
+                                   {"doChangeList", QVariantList{QVariantMap{{"Idx", 1}, {"RefName", "Siren"}}}}}});
+           })
+        << QStringList{"changed R/C_1 roles 367,368"} << "R/C_1"
+        << QVariantMap{{"diNameListRole", QStringList{"DI-1", "Door"}}, {"doNameListRole", QStringList{"Siren"}}};
+    QTest::newRow("Wi-Fi connected")
+        << Operation([](DeviceTree& t) {
+               t.updateWifiStatus({{"stationUID", "S1"}, {"Status", "Connected"}, {"Address", "10.1.1.1"}});
+           })
+        << QStringList{"changed S1 roles 296,297"} << "S1"
+        << QVariantMap{{"isWifiAvalibleRole", true}, {"wifiAddressRole", "10.1.1.1"}};
+    QTest::newRow("Wi-Fi status in lower case is not connected")
+        << Operation([](DeviceTree& t) {
+               t.updateWifiStatus({{"stationUID", "S1"}, {"Status", "connected"}, {"Address", "10.1.1.1"}});
+           })
+        << QStringList() << "S1" << QVariantMap{{"isWifiAvalibleRole", false}, {"wifiAddressRole", ""}};
+    QTest::newRow("server ports")
+        << Operation([](DeviceTree& t) {
+               t.updateServerPort({{"stationId", "S1"},
+                                   {"srvPorts", QVariantList{QVariantMap{{"Name", "Web"}, {"Port", 8081}},
+                                                             QVariantMap{{"Name", "Rtsp"}, {"Port", 554}},
+                                                             QVariantMap{{"Name", "Https"}, {"Port", 8443}}}}});
+           })
+        << QStringList{"changed S1 roles 274,275"} << "S1"
+        << QVariantMap{{"httpPortRole", 8081}, {"httpsPortRole", 8443}};
+    QTest::newRow("multicast")
+        << Operation([](DeviceTree& t) {
+               t.updateServerMulticastInfo({{"stationId", "S1"}, {"Enable", true}, {"Ip", "239.0.0.1"},
+                                            {"PortStart", 5000}, {"PortEnd", 5100}});
+           })
+        << QStringList{"changed S1 roles 299,300,301,353"} << "S1"
+        << QVariantMap{{"enableMulticastRole", true}, {"multicastIpRole", "239.0.0.1"},
+                       {"multicastPortStartRole", 5000}, {"multicastPortEndRole", 5100}};
+    QTest::newRow("server information writes what it carries")
+        << Operation([](DeviceTree& t) { t.updateServerInfo("S1", {{"isQELM2", true}, {"httpsPort", 443}}); })
+        << QStringList{"changed S1 roles 275,283"} << "S1"
+        << QVariantMap{{"isQELM2Role", true}, {"httpsPortRole", 443}, {"httpPortRole", 0}};
+    QTest::newRow("station information")
+        << Operation([](DeviceTree& t) {
+               t.updateStationInfo(QVariantMap{{"stationUID", "S1"}, {"IP", "10.0.1.9"}, {"useSSL", true}});
+           })
+        << QStringList{"changed S1 roles 263,273"} << "S1"
+        << QVariantMap{{"ipRole", "10.0.1.9"}, {"useSSLRole", true}};
+    QTest::newRow("station records keep their names")
+        << Operation([](DeviceTree& t) {
+               t.updateStationInfo(std::vector<QVariantMap>{{{"idRole", "S1"}, {"nameRole", "ignored"},
+                                                             {"modelRole", "NVR-8"}, {"diCountRole", 1},
+                                                             {"diNameListRole", QStringList{"DI-1"}}}});
+           })
+        << QStringList{"changed S1 roles 268,311,367"} << "S1"
+        << QVariantMap{{"nameRole", "Branch"}, {"modelRole", "NVR-8"}, {"diNameListRole", QStringList{"DI-1"}}};
+    QTest::newRow("relay")
+        << Operation([](DeviceTree& t) { t.updateServerRelayInfo({{"relayPath", "S1"}, {"IsEnabled", true}}); })
+        << QStringList{"changed S1 roles 276"} << "S1" << QVariantMap{{"relayEnabledRole", true}};
+    QTest::newRow("display name")
+        << Operation([](DeviceTree& t) { t.updateDisplayName({{"relayPath", "S1"}, {"DisplayName", "s_Yard"}}); })
+        << QStringList{"changed S1 roles 380"} << "S1" << QVariantMap{{"displayNameRole", "s_Yard"}};
+    QTest::newRow("cloud relay time-out, empty device id matches nothing")
+        << Operation([](DeviceTree& t) { t.updateSkyrCloudRelayTimeout({"", "cloud-1", "cloud-x"}, true); })
+        << QStringList{"changed S1 roles 295"} << "S1" << QVariantMap{{"isSKYRCloudRelayTimeoutRole", true}};
+    QTest::newRow("unknown node")
+        << Operation([](DeviceTree& t) {
+               t.updateCameraStatus({QVariantMap{{"camUID", "R/C_9"}, {"connected", true}}});
+               t.updateStationConnected("S9", true);
+           })
+        << QStringList() << "R/C_1" << QVariantMap{{"connectedRole", false}};
+}
+
+void TestDeviceTree::updatesChangeRolesInOneNotification()
+{
+    QFETCH(Operation, update);
+    QFETCH(QStringList, notifications);
+    QFETCH(QString, nodeId);
+    QFETCH(QVariantMap, values);
+    // given
+    Fixture f;
+    // when
+    update(f.tree);
+    // then
+    QCOMPARE(f.recorder->lines(), notifications);
+    for (auto it = values.cbegin(); it != values.cend(); ++it)
+        QCOMPARE(f.tree.data(nodeId, it.key()), it.value());
+    QCOMPARE(QorbLogUtlStub::messages(), QList<QByteArray>());
+}
+
+void TestDeviceTree::externalDevices()
+{
+    // given
+    Fixture f;
+    QVariantMap device{{"RelayPath", "S1"}, {"NodeID", "S1/IO_1"}, {"RefName", "d_Panel"}, {"ModuleName", "IO-8"},
+                       {"Brand", "Acme"}, {"HostIP", "10.0.1.5"}, {"Port", 502}, {"User", "admin"},
+                       {"Password", "pw"}, {"DINum", 2}, {"DONum", 1}, {"DINameList", QStringList{"In1", "In2"}},
+                       {"DONameList", QStringList{"Out1"}}};
+    // when: the device is not known yet
+    f.tree.updateExternalDevice({device, QVariantMap{{"RelayPath", "S9"}, {"NodeID", "S9/IO_1"}}});
+    // then it is placed like a camera, complete
+    QCOMPARE(f.recorder->lines(), QStringList({"insert 2..2 under S1", "inserted 2..2 under S1"}));
+    QCOMPARE(childIds(f.tree, "S1"), QStringList({"S1/C_1", "S1/C_12", "S1/IO_1", "S11"}));
+    QVERIFY(!f.tree.contains("S9/IO_1"));
+    QCOMPARE(f.tree.data("S1/IO_1", "camTypeRole"), QVariant(10));
+    QCOMPARE(f.tree.data("S1/IO_1", "connectedRole"), QVariant(true));
+    QCOMPARE(f.tree.data("S1/IO_1", "portRole"), QVariant("502"));
+    QCOMPARE(f.tree.data("S1/IO_1", "diCountRole"), QVariant(2u));
+    QCOMPARE(f.tree.getAllExternalDeviceInfoUnderSubstation("S1"),
+             QVariantList({QVariantMap{{"NodeID", "S1/IO_1"}, {"RefName", "Panel"},
+                                       {"DINameList", QStringList{"In1", "In2"}}, {"DONameList", QStringList{"Out1"}},
+                                       {"RelayPath", "S1"}}}));
+    // and it is no camera for the queries
+    QCOMPARE(f.tree.getNvrInfoList("R").value(0).toMap().value("cameraNumber"), QVariant(2));
+
+    // when: the device is known
+    f.recorder->clear();
+    device.insert("Password", "new");
+    f.tree.updateExternalDevice({device});
+    // then it changes in one notification
+    QCOMPARE(f.recorder->lines(), QStringList({"changed S1/IO_1 roles 268,284,302,306,317,367,368"}));
+    QCOMPARE(f.tree.data("S1/IO_1", "passwordRole"), QVariant("new"));
+
+    // when: removal names another station, or a camera
+    f.recorder->clear();
+    f.tree.removeExternalDevice("R", {"S1/IO_1"});
+    f.tree.removeExternalDevice("S1", {"S1/C_1"});
+    QCOMPARE(f.recorder->lines(), QStringList());
+    // and then the device's own station
+    f.tree.removeExternalDevice("S1", {"S1/IO_1"});
+    QCOMPARE(f.recorder->lines(), QStringList({"remove 2..2 under S1", "removed 2..2 under S1"}));
+    QVERIFY(!f.tree.contains("S1/IO_1"));
+}
+
+void TestDeviceTree::removeNodesTakesWholeSubtrees()
+{
+    // given
+    Fixture f;
+    // when
+    f.tree.removeNodes({"S9", "S1", "S11/C_1"});
+    // then
+    QCOMPARE(f.recorder->lines(), QStringList({"remove 2..2 under R", "removed 2..2 under R"}));
+    for (const char* id : {"S1", "S1/C_1", "S1/C_12", "S11", "S11/C_1"})
+        QVERIFY2(!f.tree.contains(id), id);
+    QVERIFY(f.tree.contains("S2/CamX"));
+    // and clearing empties the model and the look-up
+    f.tree.clear();
+    QCOMPARE(f.tree.getModel()->rowCount(), 0);
+    QVERIFY(!f.tree.contains("R"));
+}
+
+void TestDeviceTree::badInputIsHarmless()
+{
+    // given: a login station still without identifier
+    DeviceTree tree;
+    QAbstractItemModelTester tester(tree.getModel(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    tree.insertLoginStation("Root", "10.0.0.1");
+    // when: records carry values of the wrong types
+    tree.insertNewNodes(QString(), {QVariantMap{{"nodeUID", "S9"}, {"nodeType", "Station"}, {"nodeName", QVariantMap()},
+                                                {"httpPort", QVariantList{1, 2}}, {"useSSL", QVariantMap()},
+                                                {"nasPassword", QVariantList()}},
+                                    QVariantMap{{"nodeUID", "C9"}, {"diCount", "many"}, {"mechPtzCap", "yes"},
+                                                {"suppPIR", QVariantList()}, {"channelID", QVariant()}},
+                                    QVariantMap(), QVariant()});
+    // then records without identifier are left out and the others get the values' empty forms
+    QCOMPARE(childIds(tree, QString()), QStringList({"S9", "C9"}));
+    QCOMPARE(tree.data("S9", "nameRole"), QVariant(""));
+    QCOMPARE(tree.data("S9", "httpPortRole"), QVariant(0));
+    QCOMPARE(tree.data("S9", "useSSLRole"), QVariant(false));
+    QCOMPARE(tree.data("S9", "nasPasswordRole"), QVariant(""));
+    QCOMPARE(tree.data("C9", "diCountRole"), QVariant(0u));
+    QCOMPARE(tree.data("C9", "supportEventsRole").toMap().value("suppPIR"), QVariant(false));
+
+    // when: updates come with nulls, empty maps, non-records and empty camera ids
+    ModelNotificationRecorder recorder(tree.getModel(), Model::nameRole);
+    tree.updateCameraStatus({QVariant(), 5, QVariantMap(), QVariantMap{{"camUID", QVariant()}, {"connected", true}}});
+    tree.updateCameraInfo({QVariantMap(), {{"idRole", ""}, {"connectedRole", true}}});
+    tree.updateExternalDevice({QVariant(), QVariantMap{{"RelayPath", ""}}});
+    tree.updateDiDoNames({QVariantMap{{"nodeID", "C9"}, {"diChangeList", "x"}, {"doChangeList", QVariant()}}});
+    tree.updateServerPort({{"stationId", "S9"}, {"srvPorts", "not a list"}});
+    tree.updateServerInfo("S9", {});
+    tree.updateStationInfo(QVariantMap());
+    tree.updateStationInfo(std::vector<QVariantMap>{QVariantMap()});
+    tree.updateSkyrCloudRelayTimeout({}, true);
+    tree.insertNewStationNodes({QVariant(), QVariantMap()});
+    tree.insertNewCameraNodes({QVariant(), 1.5});
+    tree.insertRemovedCameras(QString(), {QVariant()});
+    tree.removeRemovedCameras(QString(), {QString()});
+    tree.setDataMap("S9", {});
+    // then the login station is untouched and nothing else moved
+    QCOMPARE(recorder.lines(), QStringList());
+    QCOMPARE(tree.data(QString(), "connectedRole"), QVariant(false));
+    QCOMPARE(QorbLogUtlStub::messages(), QList<QByteArray>());
+}
+
+void TestDeviceTree::stationQueries()
+{
+    // given
+    Fixture f;
+    // then
+    const auto info = [](const char* name, const char* id, const QVariant& type, const QVariantList& children) {
+        return QVariantMap{{"name", name}, {"ip", ""}, {"relayPath", id}, {"type", type}, {"children", children}};
+    };
+    QCOMPARE(f.tree.getAllStationInfo()[0].toMap().value("children"),
+             QVariant(QVariantList{info("Branch", "S1", "", {info("Depot", "S11", "", {})}),
+                                   info("Annex", "S2", "", {})}));
+    QCOMPARE(f.tree.getAllStationInfo()[0].toMap().value("ip"), QVariant("10.0.0.1"));
+    QCOMPARE(f.tree.getAllStationNames(),
+             QVariantMap({{"R", "Root"}, {"S1", "Branch"}, {"S11", "Depot"}, {"S2", "Annex"}}));
+    QCOMPARE(f.tree.getAllStationRelayPath(false), QStringList({"R", "S2"}));
+    QCOMPARE(f.tree.getAllStationRelayPath(true), QStringList({"R", "S1", "S11", "S2"}));
+    // breadth-first: the sub-NVR's camera comes after the cameras one level up
+    QCOMPARE(f.tree.getMacListInBfsOrder(), QStringList({"m1", "m2", "s1m1", "s2m", "s11m1"}));
+    QCOMPARE(f.tree.getNvrInfoList("R"),
+             QVariantList({QVariantMap{{"stationName", "Branch"}, {"cameraNumber", 2}, {"connected", true}},
+                           QVariantMap{{"stationName", "Depot"}, {"cameraNumber", 1}, {"connected", false}}}));
+    QCOMPARE(f.tree.getNvrInfoList("S11"), QVariantList());
+    QCOMPARE(f.tree.getNvrInfoList("S9"), QVariantList());
+    QCOMPARE(f.tree.getRootStationNameAndCameras(),
+             QVariantMap({{"stationName", "Root"}, {"nodeID", "R"},
+                          {"cameraList", QVariantList{QVariantMap{{"name", "Cam"}, {"camTypeRole", 0}},
+                                                      QVariantMap{{"name", "Cam"}, {"camTypeRole", 0}}}}}));
+    const QVariantList upgrade = f.tree.getUpgradeStationList();
+    QCOMPARE(upgrade.size(), 4);
+    QCOMPARE(upgrade[0], QVariant(QVariantMap{{"nodeUID", "R"}, {"name", "Root"}, {"ip", "10.0.0.1"},
+                                              {"version", "2.1"}, {"isRedundant", false}, {"isTakenover", false},
+                                              {"connected", true}, {"QELM", true}, {"isQELM2", false}}));
+    QCOMPARE(upgrade[3].toMap().value("QELM"), QVariant(false));
+    QVERIFY(f.tree.hasStationOrCameraInRootStation());
+
+    // and a login station holding only removed cameras has neither
+    DeviceTree alone;
+    QAbstractItemModelTester tester(alone.getModel(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    QVERIFY(!alone.hasStationOrCameraInRootStation());
+    QCOMPARE(alone.getRootStationNameAndCameras(), QVariantMap());
+    alone.insertLoginStation("Root", "10.0.0.1");
+    alone.insertRemovedCameras(QString(), {QVariantMap{{"camID", "7"}}});
+    QVERIFY(!alone.hasStationOrCameraInRootStation());
+}
+
+void TestDeviceTree::cameraDescriptionsForOtherPlugins()
+{
+    // given
+    Fixture f;
+    f.tree.insertNewNodes("S2", {QVariantMap{{"nodeUID", "S2/C_3"}, {"nodeName", "Yard"}, {"suppLineCrossing", true}},
+                                 camera("S2/CamX")});
+    f.tree.setDataMap("S2/C_3", {{"suppMechPtzRole", true}, {"recordingRole", true}});
+    f.tree.updateExternalDevice({QVariantMap{{"RelayPath", "S2"}, {"NodeID", "S2/C_4"}}});
+    const DeviceTree::CapabilityTable table{
+        {"ptz", "suppMechPtzRole"}, {"lineCrossing", "suppLineCrossing"}, {"unknown", "noSuchCapability"}};
+    const QVariantMap yard{{"nodeID", "S2/C_3"}, {"name", "Yard"}, {"channel", 3}, {"ip", ""}, {"port", "80"},
+                           {"brand", ""}, {"model", ""}, {"camType", 0}, {"connected", false}, {"recording", true},
+                           {"capabilities", QVariantMap{{"ptz", true}, {"lineCrossing", true}, {"unknown", false}}}};
+    // when
+    const QVariantMap api = f.tree.getApiMap(table);
+    const QVariantMap hm = f.tree.getHMApiMap(table);
+    const QVariantMap talvix = f.tree.getTalvixApiMap(table);
+    const QVariantList talvixList = f.tree.getTalvixApiList(table);
+    // then
+    QCOMPARE(api.keys(), QStringList({"R", "S1", "S11", "S2"}));
+    const QVariantMap annex = api.value("S2").toMap();
+    QCOMPARE(annex.value("stationName"), QVariant("Annex"));
+    QCOMPARE(annex.value("cameras").toList().size(), 2);
+    QCOMPARE(annex.value("cameras").toList().value(0), QVariant(yard));
+    QCOMPARE(hm.value("S2").toMap().keys(), QStringList({"S2/C_3", "S2/CamX"}));
+    QCOMPARE(hm.value("S2").toMap().value("S2/C_3"), QVariant(yard));
+    QCOMPARE(talvix.value("S2"), QVariant(QVariantMap{{"3", yard}}));
+    QCOMPARE(talvix.value("S1").toMap().keys(), QStringList({"1", "12"}));
+    QCOMPARE(talvixList.size(), 4);
+    QCOMPARE(talvixList[3].toMap().value("stationID"), QVariant("S2"));
+    QCOMPARE(talvixList[3].toMap().value("channels").toList().size(), 2);
+}
+
+void TestDeviceTree::channelComesFromIdentifierSuffix_data()
+{
+    QTest::addColumn<QString>("cameraId");
+    QTest::addColumn<int>("channel");
+    QTest::newRow("bare") << "C_7" << 7;
+    QTest::newRow("after the station") << "S2/C_12" << 12;
+    QTest::newRow("not at the end") << "S2/C_12a" << 0;
+    QTest::newRow("no channel") << "S2/Cam" << 0;
+    QTest::newRow("last one counts") << "C_1/C_23" << 23;
+}
+
+void TestDeviceTree::channelComesFromIdentifierSuffix()
+{
+    QFETCH(QString, cameraId);
+    QFETCH(int, channel);
+    Fixture f;
+    f.tree.insertNewNodes("S2", {camera(cameraId)});
+    const QVariantList cameras = f.tree.getApiMap({}).value("S2").toMap().value("cameras").toList();
+    QCOMPARE(cameras.value(0).toMap().value("channel"), QVariant(channel));
+}
+
+QTEST_MAIN(TestDeviceTree)
+#include "tst_devicetree.moc"
