@@ -253,24 +253,76 @@ QStringList PluginTopologyMgt::getCameraResolutionList(const QString& stationId,
         .toStringList();
 }
 
+// What the other plug-ins of the client ask of each camera: their name for a
+// capability and the role (or event capability) that answers it.
+namespace {
+const DeviceTree::CapabilityTable& generalCapabilities()
+{
+    static const DeviceTree::CapabilityTable table{
+        {QStringLiteral("ptz"), QStringLiteral("suppMechPtzRole")},
+        {QStringLiteral("vca"), QStringLiteral("isVCARole")},
+        {QStringLiteral("talk"), QStringLiteral("supportTalkRole")},
+        {QStringLiteral("edgeRecording"), QStringLiteral("supportEdgeRecordingRole")},
+        {QStringLiteral("deepSearch"), QStringLiteral("supportDeepSearchRole")},
+        {QStringLiteral("lpr"), QStringLiteral("supportLPRRole")},
+        {QStringLiteral("smartMotion"), QStringLiteral("suppSmartMotion")},
+    };
+    return table;
+}
+
+const DeviceTree::CapabilityTable& eventCapabilities()
+{
+    static const DeviceTree::CapabilityTable table{
+        {QStringLiteral("pir"), QStringLiteral("suppPIR")},
+        {QStringLiteral("tampering"), QStringLiteral("suppTampering")},
+        {QStringLiteral("videoLoss"), QStringLiteral("suppVideoLoss")},
+        {QStringLiteral("lineCrossing"), QStringLiteral("suppLineCrossing")},
+        {QStringLiteral("fieldDetection"), QStringLiteral("suppFieldDetection")},
+        {QStringLiteral("loitering"), QStringLiteral("suppLoitering")},
+        {QStringLiteral("audioDetection"), QStringLiteral("suppAudioDetection")},
+    };
+    return table;
+}
+
+const DeviceTree::CapabilityTable& ptzCapabilities()
+{
+    static const DeviceTree::CapabilityTable table{
+        {QStringLiteral("ptz"), QStringLiteral("suppMechPtzRole")},
+        {QStringLiteral("pan"), QStringLiteral("suppPanRole")},
+        {QStringLiteral("tilt"), QStringLiteral("suppTiltRole")},
+        {QStringLiteral("zoom"), QStringLiteral("suppZoomRole")},
+        {QStringLiteral("focus"), QStringLiteral("suppFocusRole")},
+        {QStringLiteral("talk"), QStringLiteral("supportTalkRole")},
+    };
+    return table;
+}
+} // namespace
+
 QVariantMap PluginTopologyMgt::getDeviceTreeMap() const
 {
-    return m_deviceTree.getApiMap();
+    return m_deviceTree.getApiMap(generalCapabilities());
 }
 
 QVariantMap PluginTopologyMgt::getHMDeviceTreeMap() const
 {
-    return m_deviceTree.getHMApiMap();
+    return m_deviceTree.getHMApiMap(eventCapabilities());
 }
 
 QVariantList PluginTopologyMgt::getTalvixChannelInfoList() const
 {
-    return m_deviceTree.getTalvixApiList();
+    return m_deviceTree.getTalvixApiList(ptzCapabilities());
 }
 
+// The first station, depth-first, that has a camera on that channel.
 QVariantMap PluginTopologyMgt::getTalvixChannelInfo(const int& channel) const
 {
-    return m_deviceTree.getTalvixApiMap().value(QString::number(channel)).toMap();
+    for (const QVariant& station : getTalvixChannelInfoList()) {
+        for (const QVariant& camera : station.toMap().value(QStringLiteral("channels")).toList()) {
+            if (camera.toMap().value(QStringLiteral("channel")).toInt() == channel)
+                return camera.toMap();
+        }
+    }
+    return QVariantMap();
 }
 
 QVariantList PluginTopologyMgt::getUpgradeStationTreeList() const

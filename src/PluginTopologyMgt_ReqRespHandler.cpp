@@ -122,7 +122,7 @@ void PluginTopologyMgt::HandleRetrieveNodeInfo(const QVariant& respData, void* p
 
     const std::vector<QVariantMap> cameras =
         parseCamerasList(answer.value(QStringLiteral("cameras")).toList(), station);
-    m_deviceTree.updateCameraInfo(QVariantList(cameras.begin(), cameras.end()));
+    m_deviceTree.updateCameraInfo(cameras);
     for (const QVariantMap& camera : cameras)
         m_cameraInfoMap.insert(camera.value(QStringLiteral("idRole")).toString(), camera);
     storeDiDoStates(cameras);
@@ -133,7 +133,7 @@ void PluginTopologyMgt::HandleRetrieveNodeInfo(const QVariant& respData, void* p
     }
 
     const std::vector<QVariantMap> stations = parseStationsList(answer.value(QStringLiteral("stations")).toList());
-    m_deviceTree.updateStationInfo(QVariantList(stations.begin(), stations.end()));
+    m_deviceTree.updateStationInfo(stations);
     storeDiDoStates(stations);
     for (const QVariantMap& stationRecord : stations) {
         const QString stationId = stationRecord.value(QStringLiteral("idRole")).toString();
@@ -261,4 +261,20 @@ QVariantMap PluginTopologyMgt::cameraInfoMap(const QString& camUID) const
 QVariant PluginTopologyMgt::deviceInfoFrom(const QString& nodeId, const QString& roleName) const
 {
     return m_deviceTree.data(nodeId, roleName);
+}
+
+// Asks the camera's station for fresh information about that one camera. A
+// caller that does not insist on a refresh is answered from the stored record
+// when there is one; the answer comes as refreshCameraInfoResp either way.
+void PluginTopologyMgt::refreshCameraInfo(const QVariantMap& camera, bool refresh)
+{
+    const QString cameraId = camera.value(QStringLiteral("idRole")).toString();
+    const QString stationId = camera.value(QStringLiteral("parentStationIDRole")).toString();
+    if (cameraId.isEmpty())
+        return;
+    if (!refresh && m_cameraInfoMap.contains(cameraId)) {
+        emit refreshCameraInfoResp(true, true, stationId, cameraId);
+        return;
+    }
+    m_commander.retrieveCamInfo(stationId, QStringList{cameraId});
 }
