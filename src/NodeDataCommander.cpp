@@ -20,6 +20,7 @@ void NodeDataCommander::retrieveDeviceTopology(const QString&) {}
 void NodeDataCommander::retrieveLogicalTree() {}
 void NodeDataCommander::queryLocations(const QString&) {}
 void NodeDataCommander::retrieveAllCamInfo(const QString&) {}
+void NodeDataCommander::retrieveCamInfo(const QString&, const QStringList&) {}
 void NodeDataCommander::retrieveServerInfo(const QString&) {}
 void NodeDataCommander::retrieveRuleInfo(const QString&) {}
 void NodeDataCommander::getCameraStatus(const QString&, const QString&) {}

@@ -31,6 +31,7 @@ public:
     void retrieveLogicalTree();
     void queryLocations(const QString& stationId);
     void retrieveAllCamInfo(const QString& stationId);
+    void retrieveCamInfo(const QString& stationId, const QStringList& cameraIds);
     void retrieveServerInfo(const QString& stationId);
     void retrieveRuleInfo(const QString& stationId);
     void getCameraStatus(const QString& stationId, const QString& cameraId);
