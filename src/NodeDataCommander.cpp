@@ -427,6 +427,11 @@ void NodeDataCommander::retrieveLogicalTree()
 void NodeDataCommander::queryLocations(const QString& stationId)
 {
     awaitStation(Location, stationId);
+    sendLocationQuery(stationId);
+}
+
+void NodeDataCommander::sendLocationQuery(const QString& stationId)
+{
     const QString request = QStringLiteral("QryCamLocation");
     emit sendCommand(request, stationArguments(stationId), RequestContexts::makeStationContext(stationId), false);
 }
@@ -480,7 +485,9 @@ void NodeDataCommander::timerEvent(QTimerEvent* event)
     const QString station = retry.stationId.toString();
     if (retry.requestName == QLatin1String("QryCamLocation")) {
         TOPOLOGY_LOG_INFO("Retry retryQueryLocations, station id: %s", station);
-        queryLocations(station);
+        // The station stays awaited across its retry; one let go of by a reset or
+        // a disconnection in the meantime is not waited for again.
+        sendLocationQuery(station);
     } else if (retry.requestName == QLatin1String("RetrieveDeviceTopology")) {
         TOPOLOGY_LOG_INFO("Retry retrieveDeviceTopology, station id: %s", station);
         retrieveDeviceTopology(station);

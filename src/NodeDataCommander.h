@@ -96,8 +96,8 @@ class QTimerEvent;
 //                           is retried and keeps the station awaited).
 //   serverInfoRetrieved   + each station "RetrieveServerInfo" is sent for.
 //                         - its answer, whatever the code.
-//   locationRetrieved     + each station "QryCamLocation" is sent for (retries
-//                           included).
+//   locationRetrieved     + each station "QryCamLocation" is sent for; a retry
+//                           leaves the station awaited or not, as it finds it.
 //                         - its answer "0", or a failure that is not retried (one
 //                           without a context).
 //   logicalTreeRetrieved  + the root station when "retrieveLogicalTree" is sent.
@@ -212,6 +212,7 @@ private:
     void requestWifiStatus(const QVariantList& nodeList);
     void requestCameraInfo(const QString& stationId, const QStringList& cameraIds);
     void sendStationRequest(const QString& requestName, const QString& stationId);
+    void sendLocationQuery(const QString& stationId);
     void queueRetry(const QString& requestName, const QString& stationId, int delayMs);
 
     void awaitStation(Flag flag, const QString& stationId);
