@@ -1,0 +1,518 @@
+#include "NodeDataCommander.h"
+#include "QorbLogUtlStub.h"
+#include "RequestContexts.h"
+
+#include <QAbstractEventDispatcher>
+#include <QSignalSpy>
+#include <QTest>
+
+namespace {
+
+constexpr int kBusyDelayMs = 40;
+constexpr int kFailureDelayMs = 20;
+const QString kFrameworkFailure = QStringLiteral("{6A1F3C8E-4B2D-4E7A-9C05-B8D2E1F47A36}FrameworkInternalError");
+
+// Stands in for the framework: records what the commander sends and answers it
+// through commandProcessor with the context handed back. Contexts of requests
+// left unanswered are released with the recorder.
+class Recorder : public QObject
+{
+public:
+    struct Request
+    {
+        QString name;
+        QVariant arguments;
+        void* context;
+        bool blocking;
+        bool answered;
+        QString relayPath() const { return arguments.toMap().value("relayPath").toString(); }
+    };
+
+    explicit Recorder(NodeDataCommander& commander) : m_commander(commander)
+    {
+        connect(&commander, &NodeDataCommander::sendCommand, this,
+                [this](const QString& name, const QVariant& arguments, void* context, bool blocking) {
+                    requests.append({name, arguments, context, blocking, false});
+                });
+    }
+    ~Recorder() override
+    {
+        for (const Request& request : std::as_const(requests))
+            if (!request.answered)
+                RequestContexts::release(request.name, request.context);
+    }
+
+    // "Name(relayPath)", with "[camera ids]" when the request names cameras.
+    QStringList sequence(int from = 0) const
+    {
+        QStringList lines;
+        for (const Request& request : requests.mid(from)) {
+            const QStringList cameras = request.arguments.toMap().value("camIDList").toStringList();
+            lines.append(request.name + '(' + request.relayPath() + ')'
+                         + (cameras.isEmpty() ? QString() : '[' + cameras.join(',') + ']'));
+        }
+        return lines;
+    }
+    int pending(const QString& name, const QString& station) const
+    {
+        for (int i = requests.size() - 1; i >= 0; --i)
+            if (!requests[i].answered && requests[i].name == name && requests[i].relayPath() == station)
+                return i;
+        return -1;
+    }
+    void answer(int index, const QVariant& data = QVariant(), const QString& code = QStringLiteral("0"))
+    {
+        QVERIFY(index >= 0 && !requests[index].answered);
+        requests[index].answered = true;
+        const Request request = requests[index];
+        m_commander.commandProcessor(request.name, data, request.context, code, true);
+    }
+    void answer(const QString& name, const QString& station, const QVariant& data = QVariant(),
+                const QString& code = QStringLiteral("0"))
+    {
+        answer(pending(name, station), data, code);
+    }
+    void broadcast(const QString& name, const QVariant& payload)
+    {
+        m_commander.commandProcessor(name, payload, nullptr, QStringLiteral("0"), true);
+    }
+
+    QList<Request> requests;
+
+private:
+    NodeDataCommander& m_commander;
+};
+
+QVariantMap node(const QString& uid, const QString& type, bool isNVR = false)
+{
+    return {{"nodeUID", uid}, {"nodeName", "s_" + uid}, {"nodeType", type}, {"isNVR", isNVR}, {"isRedundantServer", false}};
+}
+
+QVariantMap topology(const QString& station, const QVariantList& nodes)
+{
+    return {{"parentStationID", station}, {"nodeList", nodes}};
+}
+
+QVariantMap nodeInfo(const QString& station)
+{
+    return {{"relayPath", station}, {"cameraSequence", 1}, {"cameras", QVariantList()}, {"stations", QVariantList()}};
+}
+
+// Root "" holds a camera and the stations A (with A1 below it), B (an NVR) and
+// Z, which the answer lacks; A1 wrongly lists A below itself. The node
+// information answer holds the root and A1 only.
+void startAndAnswerInstallation(NodeDataCommander& commander, Recorder& recorder)
+{
+    commander.start();
+    recorder.answer("RetrieveAllNodeInfo", QString(), QVariantMap{{"", nodeInfo("")}, {"A1", nodeInfo("A1")}});
+    recorder.answer("RetrieveAllDeviceTopology", QString(), QVariantMap{
+        {"", topology("", {node("c1", "Camera"), node("A", "Station"), node("B", "Station", true), node("Z", "Station")})},
+        {"A", topology("A", {node("A1", "Station")})},
+        {"A1", topology("A1", {node("A", "Station")})},
+        {"B", topology("B", {})},
+    });
+}
+
+QStringList perStation(const QStringList& requests, const QString& station)
+{
+    QStringList lines;
+    for (const QString& request : requests)
+        lines.append(request + '(' + station + ')');
+    return lines;
+}
+
+const QStringList kAfterNodeInfo = {"SubscribeCamStatus", "RetrieveRuleInfo", "GetDiDoRefName", "RetrieveExternalDevs",
+                                    "SubscribeCameraEvent", "SubscribeStationDIDOEvent", "SubscribeExtIODeviceEvent"};
+const QStringList kStationDetails = {"RetrieveServerInfo", "GetRedundantServersStatus",
+                                     "GetSKYRCloudConnectionTimeoutList", "GetFailoverStatus"};
+
+QList<QAbstractEventDispatcher::TimerInfo> timersOf(QObject* object)
+{
+    return QAbstractEventDispatcher::instance()->registeredTimers(object);
+}
+
+} // namespace
+
+class TestNodeDataCommander : public QObject
+{
+    Q_OBJECT
+    int m_defaultBusyDelay = 0;
+    int m_defaultFailureDelay = 0;
+
+private slots:
+    void initTestCase()
+    {
+        m_defaultBusyDelay = NodeDataCommander::topologyBusyRetryDelay();
+        m_defaultFailureDelay = NodeDataCommander::failureRetryDelay();
+        QCOMPARE(m_defaultBusyDelay, 10000);
+        QCOMPARE(m_defaultFailureDelay, 2000);
+    }
+    void init()
+    {
+        NodeDataCommander::setRetryDelaysForTesting(kBusyDelayMs, kFailureDelayMs);
+        QorbLogUtlStub::clear();
+    }
+
+    void startSequence()
+    {
+        NodeDataCommander commander;
+        Recorder recorder(commander);
+        QSignalSpy logicalTree(&commander, &NodeDataCommander::logicalTreeRetrieved);
+
+        commander.start();
+
+        QCOMPARE(recorder.sequence(), QStringList({"RetrieveLoginStationInfo()", "retrieveLogicalTree()",
+                                                   "RetrieveAllNodeInfo()", "RetrieveAllDeviceTopology()"}));
+        QVERIFY(recorder.requests[0].blocking && !recorder.requests[0].arguments.isValid());
+        QCOMPARE(recorder.requests[1].arguments.toMap(), QVariantMap({{"relayPath", ""}}));
+        QVERIFY(!recorder.requests[2].arguments.isValid());
+        QVERIFY(QorbLogUtlStub::messages().contains("Send retrieveAllNodeInfo"));
+        recorder.answer("RetrieveAllNodeInfo", QString(), QVariant(), "80001000");
+        QVERIFY(QorbLogUtlStub::messages().contains("One Command Get All Node Info failed"));
+        // Any answer to the logical tree request settles its flag.
+        recorder.answer("retrieveLogicalTree", QString(), QVariant(), "80001000");
+        QCOMPARE(logicalTree.count(), 1);
+        QCOMPARE(logicalTree.at(0).at(0).toBool(), true);
+    }
+
+    void wholeTopologyIsProcessedDepthFirst()
+    {
+        NodeDataCommander commander;
+        Recorder recorder(commander);
+        QStringList topologies, handedOver;
+        QList<bool> topologyFlagWhileProcessing;
+        connect(&commander, &NodeDataCommander::handleStationTopology, this, [&](const QVariant& data, const QString&) {
+            topologies.append(data.toMap().value("parentStationID").toString());
+            topologyFlagWhileProcessing.append(commander.isTopologyRetrieved());
+        });
+        connect(&commander, &NodeDataCommander::handleGetAllNodeInfo, this,
+                [&](const QVariant& data, void* context, const QString& code, bool completed) {
+                    QVERIFY(!context && code == "0" && completed);
+                    handedOver.append(data.toMap().value("relayPath").toString());
+                });
+        QSignalSpy topologyFlag(&commander, &NodeDataCommander::allTopologyRetrieved);
+
+        startAndAnswerInstallation(commander, recorder);
+
+        QCOMPARE(topologies, QStringList({"", "A", "A1", "B"}));
+        QCOMPARE(handedOver, QStringList({"A1", ""}));
+        const QStringList expected = QStringList{"QryCamLocation()", "QryCamLocation(A)", "QryCamLocation(A1)"}
+            + perStation(kAfterNodeInfo + kStationDetails, "A1") + perStation(QStringList{"RetrieveAllCamInfo"} + kStationDetails, "A")
+            + perStation(QStringList{"QryCamLocation", "RetrieveAllCamInfo"} + kStationDetails, "B")
+            + perStation(kAfterNodeInfo + kStationDetails, "") + QStringList{"GetWifiStatus(B)"};
+        QCOMPARE(recorder.sequence(4), expected);
+        QCOMPARE(topologyFlagWhileProcessing, QList<bool>({false, false, false, false}));
+        QCOMPARE(topologyFlag.count(), 1);
+        QVERIFY(commander.isTopologyRetrieved() && !commander.isNodeInfoRetrieved());
+        const QList<QByteArray> log = QorbLogUtlStub::messages();
+        QVERIFY(log.contains("Get all NodeInfo from allNodeInfoMap, station:A1"));
+        QVERIFY(log.contains("Send retrieveAllCamInfo, station id: B"));
+        QVERIFY(log.contains("Station not found in allStationTopology, relayPath:Z"));
+    }
+
+    void keptNodeInfoIsHandedOverOnce_data()
+    {
+        QTest::addColumn<bool>("nodeInfoFirst");
+        QTest::newRow("node information before the topology") << true;
+        QTest::newRow("node information after the station asked") << false;
+    }
+    void keptNodeInfoIsHandedOverOnce()
+    {
+        QFETCH(bool, nodeInfoFirst);
+        NodeDataCommander commander;
+        Recorder recorder(commander);
+        QSignalSpy handedOver(&commander, &NodeDataCommander::handleGetAllNodeInfo);
+        QList<int> handedOverWhenFlagRose;
+        connect(&commander, &NodeDataCommander::allNodeInfoRetrieved, this,
+                [&](bool) { handedOverWhenFlagRose.append(handedOver.count()); });
+        const QVariantMap allNodeInfo = {{"", nodeInfo("")}}, rootOnly = {{"", topology("", {})}};
+        commander.start();
+
+        if (nodeInfoFirst)
+            recorder.answer("RetrieveAllNodeInfo", QString(), allNodeInfo);
+        recorder.answer("RetrieveAllDeviceTopology", QString(), rootOnly);
+        if (!nodeInfoFirst)
+            recorder.answer("RetrieveAllNodeInfo", QString(), allNodeInfo);
+
+        QCOMPARE(handedOver.count(), nodeInfoFirst ? 1 : 0);
+        // Listeners of the flag find the node information already merged.
+        QCOMPARE(handedOverWhenFlagRose, nodeInfoFirst ? QList<int>{1} : QList<int>{});
+        // Reading the station again asks the station itself.
+        const int again = recorder.requests.size();
+        commander.retrieveAllDeviceTopology(QString());
+        recorder.answer("RetrieveAllDeviceTopology", QString(), rootOnly);
+        QCOMPARE(handedOver.count(), nodeInfoFirst ? 1 : 0);
+        QVERIFY(recorder.sequence(again).contains("RetrieveAllCamInfo()"));
+    }
+
+    void flagTurnsTrueWithTheLastStation_data()
+    {
+        QTest::addColumn<QByteArray>("flagSignal");
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<QStringList>("stations");
+        QTest::addColumn<QString>("lastCode");
+        const QStringList all = {"", "A", "A1", "B"};
+        QTest::newRow("server info, a failure counts")
+            << QByteArray(SIGNAL(allServerInfoRetrieved(bool))) << "RetrieveServerInfo" << all << "80001000";
+        QTest::newRow("locations") << QByteArray(SIGNAL(locationRetrieved(bool))) << "QryCamLocation" << all << "0";
+        QTest::newRow("node info of the stations not handed over")
+            << QByteArray(SIGNAL(allNodeInfoRetrieved(bool))) << "RetrieveAllCamInfo" << QStringList{"A", "B"} << "80001000";
+        QTest::newRow("camera status")
+            << QByteArray(SIGNAL(allCamStatusRetrieved(bool))) << "NotifyCameraStatusRetrieved" << all << "0";
+    }
+    void flagTurnsTrueWithTheLastStation()
+    {
+        QFETCH(QByteArray, flagSignal);
+        QFETCH(QString, answer);
+        QFETCH(QStringList, stations);
+        QFETCH(QString, lastCode);
+        NodeDataCommander commander;
+        Recorder recorder(commander);
+        QSignalSpy flag(&commander, flagSignal.constData());
+        startAndAnswerInstallation(commander, recorder);
+
+        for (const QString& station : stations) {
+            QCOMPARE(flag.count(), 0);
+            if (answer.startsWith("Notify"))
+                recorder.broadcast(answer, QVariantMap{{"relayPath", station}});
+            else
+                recorder.answer(answer, station, nodeInfo(station), station == stations.last() ? lastCode : "0");
+        }
+
+        QCOMPARE(flag.count(), 1);
+        QCOMPARE(flag.at(0).at(0).toBool(), true);
+    }
+
+    void singleStationTopologyDrivesItsStation()
+    {
+        NodeDataCommander commander;
+        Recorder recorder(commander);
+        QSignalSpy topologyFlag(&commander, &NodeDataCommander::allTopologyRetrieved);
+        commander.retrieveDeviceTopology("S");
+
+        recorder.answer("RetrieveDeviceTopology", "S",
+                        topology("S", {node("c1", "Camera"), node("S1", "Station"), node("S2", "Station", true)}));
+
+        QCOMPARE(recorder.sequence(1), QStringList({"RetrieveDeviceTopology(S1)", "RetrieveDeviceTopology(S2)",
+                                                    "RetrieveAllCamInfo(S)", "QryCamLocation(S)", "RetrieveServerInfo(S)",
+                                                    "GetRedundantServersStatus(S)",
+                                                    "GetSKYRCloudConnectionTimeoutList(S)", "GetWifiStatus(S2)"}));
+        QVERIFY(QorbLogUtlStub::messages().contains("RetrieveDeviceTopology, return code: 0, station id: S"));
+        QVERIFY(QorbLogUtlStub::messages().contains("Send RetrieveDeviceTopology, station id: S2"));
+
+        // The sub-stations hold the flag; a busy answer is retried, so it is not yet the answer.
+        recorder.answer("RetrieveDeviceTopology", "S1", topology("S1", {}));
+        recorder.answer("RetrieveDeviceTopology", "S2", QVariant(), "80260006");
+        QCOMPARE(topologyFlag.count(), 0);
+        QTRY_VERIFY(recorder.pending("RetrieveDeviceTopology", "S2") >= 0);
+        recorder.answer("RetrieveDeviceTopology", "S2", QVariant(), "80001000");
+        QCOMPARE(topologyFlag.count(), 1);
+
+        // S1 still owes its camera status; a station that goes away owes nothing.
+        recorder.broadcast("NotifyStationStatus", QVariantMap{{"stationUID", "S1"}, {"connected", true}});
+        QVERIFY(!commander.isCamStatusRetrieved());
+        recorder.broadcast("NotifyStationStatus", QVariantMap{{"stationUID", "S1"}, {"connected", false}});
+        QVERIFY(commander.isCamStatusRetrieved());
+    }
+
+    void failuresAreRetriedOnceAfterTheirDelay_data()
+    {
+        QTest::addColumn<QString>("request");
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<QString>("failureLog");
+        QTest::addColumn<QString>("retryLog"); // empty: not retried
+        QTest::newRow("busy topology") << "RetrieveDeviceTopology" << "80260006"
+                                       << "Add to retry queue, station=R1, command=RetrieveDeviceTopology"
+                                       << "Retry retrieveDeviceTopology, station id: R1";
+        QTest::newRow("other topology failure") << "RetrieveDeviceTopology" << "80001000"
+                                                << "RetrieveDeviceTopology, return code: 80001000, station id: R1" << "";
+        QTest::newRow("whole topology") << "RetrieveAllDeviceTopology" << "80001000"
+                                        << "Retrieve All DeviceTopology failed. Start retry, returnCode:80001000, stationID:R1"
+                                        << "Retry retrieveAllDeviceTopology, station id: R1";
+        QTest::newRow("locations") << "QryCamLocation" << "80001000"
+                                   << "METHOD_QRY_LOCATIONS return code: 80001000, stationID: R1"
+                                   << "Retry retryQueryLocations, station id: R1";
+    }
+    void failuresAreRetriedOnceAfterTheirDelay()
+    {
+        QFETCH(QString, request);
+        QFETCH(QString, code);
+        QFETCH(QString, failureLog);
+        QFETCH(QString, retryLog);
+        const bool retried = !retryLog.isEmpty();
+        const auto sendAndFail = [&](NodeDataCommander& commander, Recorder& recorder) {
+            if (request == "RetrieveDeviceTopology")
+                commander.retrieveDeviceTopology("R1");
+            else if (request == "RetrieveAllDeviceTopology")
+                commander.retrieveAllDeviceTopology("R1");
+            else
+                commander.queryLocations("R1");
+            recorder.answer(0, QVariant(), code);
+        };
+        {
+            NodeDataCommander::setRetryDelaysForTesting(m_defaultBusyDelay, m_defaultFailureDelay);
+            NodeDataCommander commander;
+            Recorder recorder(commander);
+            sendAndFail(commander, recorder);
+            const auto timers = timersOf(&commander);
+            QCOMPARE(timers.size(), retried ? 1 : 0);
+            if (retried) {
+                QCOMPARE(timers[0].interval, code == "80260006" ? 10000 : 2000);
+                QCOMPARE(timers[0].timerType, Qt::CoarseTimer);
+            }
+            QCOMPARE(recorder.requests.size(), 1);
+        }
+        NodeDataCommander::setRetryDelaysForTesting(kBusyDelayMs, kFailureDelayMs);
+        NodeDataCommander commander;
+        Recorder recorder(commander);
+        sendAndFail(commander, recorder);
+
+        if (retried)
+            QTRY_COMPARE(recorder.sequence(), QStringList({request + "(R1)", request + "(R1)"}));
+        QTest::qWait(3 * kBusyDelayMs);
+        QCOMPARE(recorder.requests.size(), retried ? 2 : 1);
+        QVERIFY(timersOf(&commander).isEmpty());
+        QVERIFY(QorbLogUtlStub::messages().contains(failureLog.toLocal8Bit()));
+        QVERIFY(!retried || QorbLogUtlStub::messages().contains(retryLog.toLocal8Bit()));
+    }
+
+    void queuedRetriesOutliveResetAndIgnoreForeignTimers()
+    {
+        NodeDataCommander commander;
+        Recorder recorder(commander);
+        commander.retrieveDeviceTopology("R2");
+        commander.retrieveDeviceTopology("R2");
+        recorder.answer(0, QVariant(), "80260006");
+        recorder.answer(1, QVariant(), "80260006");
+        QCOMPARE(timersOf(&commander).size(), 2);
+        const int foreignTimer = commander.startTimer(60000);
+
+        commander.reset();
+        QCoreApplication::postEvent(&commander, new QTimerEvent(foreignTimer));
+
+        // Each failure fires its own retry, once; the foreign timer is killed and sends nothing.
+        QTRY_COMPARE(recorder.sequence(2), QStringList({"RetrieveDeviceTopology(R2)", "RetrieveDeviceTopology(R2)"}));
+        QTest::qWait(3 * kBusyDelayMs);
+        QCOMPARE(recorder.requests.size(), 4);
+        QVERIFY(timersOf(&commander).isEmpty());
+    }
+
+    void frameworkFailuresAreResentFiveTimesPerStation()
+    {
+        NodeDataCommander commander;
+        Recorder recorder(commander);
+        // Answers every resend with a framework failure; the number of resends.
+        const auto failUntilGivenUp = [](Recorder& recorder, const QString& station) {
+            const int before = recorder.sequence().filter("RetrieveAllCamInfo(").size();
+            for (int answers = 0; answers < 20 && recorder.pending("RetrieveAllCamInfo", station) >= 0; ++answers)
+                recorder.answer("RetrieveAllCamInfo", station, QVariant(), kFrameworkFailure);
+            return recorder.sequence().filter("RetrieveAllCamInfo(").size() - before;
+        };
+
+        commander.retrieveAllCamInfo("budget-1");
+        QCOMPARE(failUntilGivenUp(recorder, "budget-1"), 5);
+        QCOMPARE(QorbLogUtlStub::messages().count("Get All CamInfo Timeout Retry, station: budget-1"), 5);
+        QCOMPARE(QorbLogUtlStub::messages().count("Get All CamInfo Timeout Retry End, station: budget-1"), 1);
+        QVERIFY(commander.isNodeInfoRetrieved());
+        commander.retrieveAllCamInfo("budget-1");
+        QCOMPARE(failUntilGivenUp(recorder, "budget-1"), 0);
+
+        // Any other answer starts the count again.
+        commander.retrieveAllCamInfo("budget-2");
+        for (int i = 0; i < 3; ++i)
+            recorder.answer("RetrieveAllCamInfo", "budget-2", QVariant(), kFrameworkFailure);
+        recorder.answer("RetrieveAllCamInfo", "budget-2", nodeInfo("budget-2"));
+        commander.retrieveAllCamInfo("budget-2");
+        QCOMPARE(failUntilGivenUp(recorder, "budget-2"), 5);
+
+        // One budget for the module, whichever instance asks.
+        commander.retrieveAllCamInfo("budget-3");
+        recorder.answer("RetrieveAllCamInfo", "budget-3", QVariant(), kFrameworkFailure);
+        recorder.answer("RetrieveAllCamInfo", "budget-3", QVariant(), kFrameworkFailure);
+        NodeDataCommander other;
+        Recorder otherRecorder(other);
+        other.retrieveAllCamInfo("budget-3");
+        QCOMPARE(failUntilGivenUp(otherRecorder, "budget-3"), 3);
+
+        // Requests for some cameras are not resent.
+        recorder.broadcast("NotifyCameraInfoChange", QVariantMap{{"relayPath", "budget-4"}, {"idList", QStringList{"c9"}}});
+        recorder.answer("RetrieveCamInfo", "budget-4", QVariant(), kFrameworkFailure);
+        QCOMPARE(recorder.sequence().filter("RetrieveCamInfo(").size(), 1);
+        QVERIFY(QorbLogUtlStub::messages().contains(
+            "Get CamInfo fail, station: budget-4, returnCode: " + kFrameworkFailure.toLocal8Bit() + ", cmd: RetrieveCamInfo"));
+    }
+
+    void resetFallsBackWithSignals()
+    {
+        NodeDataCommander commander;
+        Recorder recorder(commander);
+        QSignalSpy logicalTree(&commander, &NodeDataCommander::logicalTreeRetrieved);
+        QSignalSpy topologyFlag(&commander, &NodeDataCommander::allTopologyRetrieved);
+        QSignalSpy serverInfo(&commander, &NodeDataCommander::allServerInfoRetrieved);
+        commander.start();
+        recorder.answer("retrieveLogicalTree", QString());
+        recorder.answer("RetrieveAllDeviceTopology", QString(), QVariantMap{{"", topology("", {})}});
+        recorder.answer("QryCamLocation", QString(), QVariant(), "80001000");
+        QVERIFY(commander.isLogicalTreeRetrieved() && commander.isTopologyRetrieved());
+
+        commander.reset();
+
+        QVERIFY(!commander.isLogicalTreeRetrieved() && !commander.isTopologyRetrieved());
+        QCOMPARE(logicalTree.count(), 2);
+        QCOMPARE(logicalTree.last().at(0).toBool(), false);
+        QCOMPARE(topologyFlag.count(), 2);
+        QCOMPARE(topologyFlag.last().at(0).toBool(), false);
+        QCOMPARE(serverInfo.count(), 0);
+        // A station awaited before the reset is no longer awaited after it.
+        recorder.answer("RetrieveServerInfo", QString(), QVariant(), "80001000");
+        QVERIFY(!commander.isServerInfoRetrieved());
+        QVERIFY(QorbLogUtlStub::messages().contains(
+            "NodeDataCommander::commandProcessor, METHOD_SRV_INFO_RETRIEVE return code : 80001000"));
+        // The location retry still goes out, but its answer no longer counts either.
+        QTRY_VERIFY(recorder.pending("QryCamLocation", QString()) >= 0);
+        recorder.answer("QryCamLocation", QString());
+        QVERIFY(!commander.isLocationRetrieved());
+        commander.reset();
+        QCOMPARE(logicalTree.count() + topologyFlag.count() + serverInfo.count(), 4);
+    }
+
+    void eventsAskForWhatChanged_data()
+    {
+        QTest::addColumn<QString>("event");
+        QTest::addColumn<QVariant>("payload");
+        QTest::addColumn<QStringList>("expected");
+        const auto camera = [](const QString& id, const QString& station) {
+            return QVariantMap{{"nodeUID", id}, {"parentStationID", station}};
+        };
+        QTest::newRow("cameras inserted") << "NotifyCamInsert"
+                                          << QVariant(QVariantList{camera("c1", "S"), camera("c2", "T"), camera("c3", "S")})
+                                          << QStringList{"RetrieveCamInfo(S)[c1,c3]", "RetrieveCamInfo(T)[c2]"};
+        QTest::newRow("camera info changed") << "NotifyCameraInfoChange"
+                                             << QVariant(QVariantMap{{"relayPath", "S"}, {"idList", QStringList{"c1"}}})
+                                             << QStringList{"RetrieveCamInfo(S)[c1]"};
+        QTest::newRow("station inserted")
+            << "NotifyStationInsert"
+            << QVariant(QVariantList{QVariantMap{{"stationUID", "N"}, {"nodeName", "s_N"}, {"relayPath", ""}}})
+            << QStringList{"RetrieveDeviceTopology(N)"};
+        QTest::newRow("external device added") << "NotifyExternalDeviceAdd"
+                                               << QVariant(QVariantMap{{"relayPath", "S"}, {"idList", QStringList{"x1"}}})
+                                               << QStringList{"RetrieveExternalDevs(S)"};
+        QTest::newRow("station connected") << "NotifyStationStatus"
+                                           << QVariant(QVariantMap{{"stationUID", "S"}, {"connected", true}}) << QStringList();
+    }
+    void eventsAskForWhatChanged()
+    {
+        QFETCH(QString, event);
+        QFETCH(QVariant, payload);
+        QFETCH(QStringList, expected);
+        NodeDataCommander commander;
+        Recorder recorder(commander);
+
+        recorder.broadcast(event, payload);
+
+        QCOMPARE(recorder.sequence(), expected);
+    }
+};
+
+QTEST_MAIN(TestNodeDataCommander)
+#include "tst_nodedatacommander.moc"
