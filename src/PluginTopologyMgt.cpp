@@ -2,6 +2,7 @@
 
 #include "FrameworkWrapperBase.h"
 #include "ModuleLog.h"
+#include "RequestContexts.h"
 #include "StandardTopologyModel.h"
 
 #include <new>
@@ -78,10 +79,14 @@ void PluginTopologyMgt::PluginServerDisconnected()
 void PluginTopologyMgt::sendCommandToServer(const QString& requestName, const QVariant& requestArguments,
                                             void* pvContext, bool blockReq)
 {
-    if (!m_framework
-        || !m_framework->SendRequest(m_hostHandle, m_pluginId, requestName, requestArguments, pvContext, blockReq,
-                                     QString()))
-        TOPOLOGY_LOG_ERROR("SendCommand (%s) failed", requestName);
+    if (m_framework
+        && m_framework->SendRequest(m_hostHandle, m_pluginId, requestName, requestArguments, pvContext, blockReq,
+                                    QString()))
+        return;
+    TOPOLOGY_LOG_ERROR("SendCommand (%s) failed", requestName);
+    // A request that never left gets no response, so nothing else would ever
+    // release its context.
+    RequestContexts::release(requestName, pvContext);
 }
 
 void PluginTopologyMgt::CommandProcessor(QString command, QVariant respData, void* pvContext, QString returnCode,

@@ -178,6 +178,7 @@ private:
     void HandleRetrieveSrvInfo(const QVariant& respData, const QString& returnCode);
     void HandleExternalDevicesRetrieve(const QVariant& respData);
 
+    void emitDiDoNodeChangedSignal(const std::vector<QVariantMap>& records);
     void storeDiDoStates(const std::vector<QVariantMap>& records);
     void storeDiDoState(const QString& nodeId, int inputCount, int outputCount);
 

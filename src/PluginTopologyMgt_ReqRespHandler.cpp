@@ -126,26 +126,27 @@ void PluginTopologyMgt::HandleRetrieveNodeInfo(const QVariant& respData, void* p
     for (const QVariantMap& camera : cameras)
         m_cameraInfoMap.insert(camera.value(QStringLiteral("idRole")).toString(), camera);
     storeDiDoStates(cameras);
-    for (const QVariantMap& camera : cameras) {
-        const QString cameraId = camera.value(QStringLiteral("idRole")).toString();
-        if (!cameraId.isEmpty())
-            emit didoNodeChanged(cameraId);
-    }
+    emitDiDoNodeChangedSignal(cameras);
 
     const std::vector<QVariantMap> stations = parseStationsList(answer.value(QStringLiteral("stations")).toList());
     m_deviceTree.updateStationInfo(stations);
     storeDiDoStates(stations);
-    for (const QVariantMap& stationRecord : stations) {
-        const QString stationId = stationRecord.value(QStringLiteral("idRole")).toString();
-        if (!stationId.isEmpty())
-            emit didoNodeChanged(stationId);
-    }
+    emitDiDoNodeChangedSignal(stations);
 
     emit deviceInfoRetrieved(station);
     emit cameraAndStationConnectionStatusRetrieved();
     if (pvContext)
         emit refreshCameraInfoResp(completed, true, request.value(QStringLiteral("relayPath")).toString(),
                                    requestedCamera);
+}
+
+void PluginTopologyMgt::emitDiDoNodeChangedSignal(const std::vector<QVariantMap>& records)
+{
+    for (const QVariantMap& record : records) {
+        const QString nodeId = record.value(QStringLiteral("idRole")).toString();
+        if (!nodeId.isEmpty())
+            emit didoNodeChanged(nodeId);
+    }
 }
 
 void PluginTopologyMgt::storeDiDoStates(const std::vector<QVariantMap>& records)

@@ -187,6 +187,48 @@ private slots:
         QTRY_COMPARE(given.framework.count(QStringLiteral("RetrieveAllDeviceTopology")), sentBefore + 1);
     }
 
+    void nodeInformationIsStoredBeforeItIsAnnounced()
+    {
+        Connection given;
+        given.plugin.PluginServerConnected();
+        QTRY_VERIFY(given.allRetrieved());
+        QStringList heard;
+        const auto hear = [&](const QString& what) { heard << what; };
+        connect(&given.plugin, &PluginTopologyMgt::didoNodeChanged, this, [&](const QString& nodeId) {
+            // Listeners must find the new values already stored.
+            const QString model = given.plugin.deviceInfoFrom(nodeId, QStringLiteral("modelRole")).toString();
+            hear(QStringLiteral("dido %1 %2").arg(nodeId, model));
+        });
+        connect(&given.plugin, &PluginTopologyMgt::deviceInfoRetrieved, this,
+                [&](const QString& station) { hear(QStringLiteral("device info ") + station); });
+        connect(&given.plugin, &PluginTopologyMgt::cameraAndStationConnectionStatusRetrieved, this,
+                [&] { hear(QStringLiteral("status retrieved")); });
+        connect(&given.plugin, &PluginTopologyMgt::refreshCameraInfoResp, this,
+                [&](bool completed, bool success, const QString& station, const QString& camera) {
+                    hear(QStringLiteral("refresh %1 %2 %3 %4").arg(completed).arg(success).arg(station, camera));
+                });
+        const QVariantMap answer{
+            {QStringLiteral("relayPath"), QStringLiteral("S_1")},
+            {QStringLiteral("cameras"),
+             QVariantList{QVariantMap{{QStringLiteral("camUID"), QStringLiteral("S_1/C_2")},
+                                      {QStringLiteral("camInfo"), QVariantMap{{QStringLiteral("type"), QStringLiteral("Dome")},
+                                                                              {QStringLiteral("diCount"), 1}}}}}},
+            {QStringLiteral("stations"),
+             QVariantList{QVariantMap{{QStringLiteral("stationUID"), QStringLiteral("S_1")},
+                                      {QStringLiteral("info"), QVariantMap{{QStringLiteral("Model"), QStringLiteral("X9")}}}}}}};
+        void* context = new QVariantMap{{QStringLiteral("relayPath"), QStringLiteral("S_1")},
+                                        {QStringLiteral("camIDList"), QStringList{QStringLiteral("S_1/C_2")}}};
+
+        given.plugin.CommandProcessor(QStringLiteral("RetrieveCamInfo"), answer, context, QStringLiteral("0"), QString(),
+                                      true, QString());
+
+        QCOMPARE(heard, (QStringList{QStringLiteral("dido S_1/C_2 Dome"), QStringLiteral("dido S_1 X9"),
+                                     QStringLiteral("device info S_1"), QStringLiteral("status retrieved"),
+                                     QStringLiteral("refresh 1 1 S_1 S_1/C_2")}));
+        QCOMPARE(given.plugin.cameraInfoFrom(QStringLiteral("S_1/C_2"), QStringLiteral("diNameListRole")).toStringList(),
+                 QStringList{QStringLiteral("DI-1")});
+    }
+
     void queriesReachTheStations()
     {
         Connection given;
