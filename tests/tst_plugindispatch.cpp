@@ -102,13 +102,18 @@ private slots:
                                         QStringLiteral("0"), QString(), true, QString());
         given.plugin.EventProcessorEx(QStringLiteral("NotifyStationInsert"), nullptr, 0, 0, 0, QVariantMap(), QString());
         given.plugin.EventProcessor(QStringLiteral("NotifyStationInsert"), 0, 0, 0,
-                                    QVariantMap{{QStringLiteral("relayPath"), QStringLiteral("S9")}},
+                                    QVariantList{QVariantMap{{QStringLiteral("stationUID"), QStringLiteral("S9")}}},
                                     QStringLiteral("another-receiver"));
 
         QCOMPARE(anySignal.count(), 0);
         QCOMPARE(given.plugin.getStandardTopologyModel()->rowCount(), 0);
         QVERIFY(given.framework.requests().isEmpty());
         QVERIFY(logged().isEmpty());
+
+        // The same broadcast addressed to everyone does reach the commander.
+        given.plugin.EventProcessor(QStringLiteral("NotifyStationInsert"), 0, 0, 0,
+                                    QVariantList{QVariantMap{{QStringLiteral("stationUID"), QStringLiteral("S9")}}}, QString());
+        QCOMPARE(given.framework.commandNames(), QStringList{QStringLiteral("RetrieveDeviceTopology")});
     }
 
     void failedSendsAreLogged()
