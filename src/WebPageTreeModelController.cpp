@@ -1,0 +1,159 @@
+#include "WebPageTreeModelController.h"
+
+#include "ModuleLog.h"
+#include "WebPageTreeFilterSortModel.h"
+
+#include <QStandardItem>
+
+namespace {
+const QString kIdKey = QStringLiteral("id");
+const QString kPageNameKey = QStringLiteral("pageName");
+const QString kUrlKey = QStringLiteral("url");
+const QString kIconTypeKey = QStringLiteral("iconType");
+
+bool isMap(const QVariant& value)
+{
+    return value.typeId() == QMetaType::QVariantMap || value.typeId() == QMetaType::QVariantHash;
+}
+} // namespace
+
+WebPageTreeModelController::WebPageTreeModelController()
+{
+    m_model.setItemRoleNames({
+        {webPageRole, QByteArrayLiteral("webPage")},
+        {pageIdRole, QByteArrayLiteral("pageId")},
+        {pageNameRole, QByteArrayLiteral("pageName")},
+        {urlRole, QByteArrayLiteral("url")},
+        {iconTypeRole, QByteArrayLiteral("iconType")},
+    });
+    generateRootItem();
+}
+
+WebPageTreeModelController::~WebPageTreeModelController() = default;
+
+bool WebPageTreeModelController::replaceAllWebPages(const QVariant& payload)
+{
+    if (payload.typeId() != QMetaType::QVariantList) {
+        TOPOLOGY_LOG_ERROR("%s, web page list is not a list", "WebPageTreeModelController::replaceAllWebPages");
+        return false;
+    }
+    setAllWebPages(payload.toList());
+    return true;
+}
+
+void WebPageTreeModelController::addWebPage(const QVariantMap& webPage)
+{
+    getRootItem()->appendRow(createItem(webPage));
+}
+
+void WebPageTreeModelController::editWebPage(const QString& id, const QString& name, const QString& url,
+                                             int iconType)
+{
+    QStandardItem* item = findWebPageItem(id);
+    if (!item)
+        return;
+    QVariantMap record = item->data(webPageRole).toMap();
+    record.insert(kPageNameKey, name);
+    record.insert(kUrlKey, url);
+    record.insert(kIconTypeKey, iconType);
+    // One change for the view, naming only the fields an edit can touch.
+    m_model.setItemData(item->index(), {{webPageRole, record},
+                                        {pageNameRole, name},
+                                        {urlRole, url},
+                                        {iconTypeRole, iconType}});
+}
+
+void WebPageTreeModelController::removeWebPage(const QString& id)
+{
+    if (QStandardItem* item = findWebPageItem(id))
+        getRootItem()->removeRow(item->row());
+}
+
+void WebPageTreeModelController::setAllWebPages(const QList<QVariant>& webPages)
+{
+    QStandardItem* root = getRootItem();
+    if (root->rowCount() > 0)
+        root->removeRows(0, root->rowCount());
+
+    QList<QStandardItem*> items;
+    items.reserve(webPages.size());
+    for (const QVariant& webPage : webPages) {
+        if (isMap(webPage))
+            items.append(createItem(webPage.toMap()));
+    }
+    if (!items.isEmpty())
+        root->appendRows(items);
+}
+
+QString WebPageTreeModelController::queryWebPageName(const QString& id) const
+{
+    return findWebInfo(id).value(kPageNameKey).toString();
+}
+
+QString WebPageTreeModelController::queryWebPageUrl(const QString& id) const
+{
+    return findWebInfo(id).value(kUrlKey).toString();
+}
+
+int WebPageTreeModelController::queryWebPageIconType(const QString& id) const
+{
+    return findWebInfo(id).value(kIconTypeKey).toInt();
+}
+
+WebPageTreeFilterSortModel* WebPageTreeModelController::getSortFilterModel(QObject* parent)
+{
+    auto* proxy = new WebPageTreeFilterSortModel(parent);
+    proxy->setSourceModel(&m_model);
+    return proxy;
+}
+
+QVariantList WebPageTreeModelController::getWebPageList() const
+{
+    QVariantList records;
+    const QStandardItem* root = getRootItem();
+    records.reserve(root->rowCount());
+    for (int row = 0; row < root->rowCount(); ++row)
+        records.append(root->child(row)->data(webPageRole));
+    return records;
+}
+
+void WebPageTreeModelController::generateRootItem()
+{
+    m_model.appendRow(createItem({{kIdKey, QStringLiteral("root")},
+                                  {kPageNameKey, tr("Web page")},
+                                  {kUrlKey, QString()}}));
+}
+
+QStandardItem* WebPageTreeModelController::getRootItem() const
+{
+    return m_model.item(0);
+}
+
+QStandardItem* WebPageTreeModelController::findWebPageItem(const QString& id) const
+{
+    const QStandardItem* root = getRootItem();
+    for (int row = 0; row < root->rowCount(); ++row) {
+        QStandardItem* page = root->child(row);
+        if (page->data(pageIdRole).toString() == id)
+            return page;
+    }
+    return nullptr;
+}
+
+QVariantMap WebPageTreeModelController::findWebInfo(const QString& id) const
+{
+    const QStandardItem* page = findWebPageItem(id);
+    return page ? page->data(webPageRole).toMap() : QVariantMap();
+}
+
+QStandardItem* WebPageTreeModelController::createItem(const QVariantMap& record)
+{
+    auto* item = new QStandardItem;
+    item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
+    item->setData(record, webPageRole);
+    item->setData(record.value(kIdKey).toString(), pageIdRole);
+    item->setData(record.value(kPageNameKey).toString(), pageNameRole);
+    item->setData(record.value(kUrlKey).toString(), urlRole);
+    item->setData(record.value(kIconTypeKey).toInt(), iconTypeRole);
+    return item;
+}
