@@ -1,0 +1,79 @@
+#include "StandalonePlayerPlaylist.h"
+
+#include <QStandardItem>
+#include <QStandardItemModel>
+#include <QUuid>
+
+namespace {
+const QString kLocalDbId = QStringLiteral("_LOCAL_DB_");
+const QString kMetaInfoKey = QStringLiteral("LocObjectMetaInfo");
+
+bool isMap(const QVariant& value)
+{
+    return value.typeId() == QMetaType::QVariantMap || value.typeId() == QMetaType::QVariantHash;
+}
+
+QStandardItem* createItem(const QString& id, int type, const QString& name, const QString& cameraNodeId)
+{
+    auto* item = new QStandardItem;
+    item->setData(id, StandalonePlayerPlaylist::idRole);
+    item->setData(type, StandalonePlayerPlaylist::typeRole);
+    item->setData(name, StandalonePlayerPlaylist::nameRole);
+    item->setData(cameraNodeId, StandalonePlayerPlaylist::cameraNodeIDRole);
+    return item;
+}
+
+QString cameraNodeId(const QString& recordingPath, const QString& key)
+{
+    return recordingPath.isEmpty() ? key : recordingPath + QLatin1Char('/') + key;
+}
+} // namespace
+
+StandalonePlayerPlaylist::StandalonePlayerPlaylist(QObject* parent)
+    : QObject(parent), m_model(new QStandardItemModel(this))
+{
+    m_model->setItemRoleNames({
+        {idRole, QByteArrayLiteral("idRole")},
+        {typeRole, QByteArrayLiteral("typeRole")},
+        {nameRole, QByteArrayLiteral("nameRole")},
+        {cameraNodeIDRole, QByteArrayLiteral("cameraNodeIDRole")},
+    });
+    m_model->appendRow(createItem(kLocalDbId, FolderItem, QStringLiteral("Local DB"), kLocalDbId));
+}
+
+StandalonePlayerPlaylist::~StandalonePlayerPlaylist() = default;
+
+void StandalonePlayerPlaylist::appendLocalDB(const QVariantMap& cameras, const QString& dbName)
+{
+    QStandardItem* folder = createItem(QUuid::createUuid().toString(), FolderItem, dbName, QString());
+    for (auto camera = cameras.cbegin(); camera != cameras.cend(); ++camera) {
+        if (camera.key() == kMetaInfoKey || !isMap(camera.value()))
+            continue;
+        const QVariantMap entry = camera.value().toMap();
+        const QString nodeId = cameraNodeId(entry.value(QStringLiteral("recPath")).toString(), camera.key());
+        folder->appendRow(createItem(nodeId, CameraItem, entry.value(QStringLiteral("camName")).toString(), nodeId));
+    }
+    rootFolder()->appendRow(folder);
+}
+
+void StandalonePlayerPlaylist::clear()
+{
+    QStandardItem* root = rootFolder();
+    if (root->rowCount() > 0)
+        root->removeRows(0, root->rowCount());
+}
+
+bool StandalonePlayerPlaylist::isEmpty() const
+{
+    return rootFolder()->rowCount() == 0;
+}
+
+QStandardItemModel* StandalonePlayerPlaylist::getModel() const
+{
+    return m_model;
+}
+
+QStandardItem* StandalonePlayerPlaylist::rootFolder() const
+{
+    return m_model->item(0);
+}
