@@ -38,7 +38,11 @@ StandalonePlayerPlaylist::StandalonePlayerPlaylist(QObject* parent)
         {nameRole, QByteArrayLiteral("nameRole")},
         {cameraNodeIDRole, QByteArrayLiteral("cameraNodeIDRole")},
     });
-    m_model->appendRow(createItem(kLocalDbId, FolderItem, QStringLiteral("Local DB"), kLocalDbId));
+    QStandardItem* root = createItem(kLocalDbId, FolderItem, QStringLiteral("Local DB"), kLocalDbId);
+    // Without a column of its own, the first database would make the root insert
+    // one in the middle of the row insertion, a notification nested in another.
+    root->setColumnCount(1);
+    m_model->appendRow(root);
 }
 
 StandalonePlayerPlaylist::~StandalonePlayerPlaylist() = default;

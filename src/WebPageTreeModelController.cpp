@@ -119,9 +119,12 @@ QVariantList WebPageTreeModelController::getWebPageList() const
 
 void WebPageTreeModelController::generateRootItem()
 {
-    m_model.appendRow(createItem({{kIdKey, QStringLiteral("root")},
-                                  {kPageNameKey, tr("Web page")},
-                                  {kUrlKey, QString()}}));
+    QStandardItem* root = createItem({{kIdKey, QStringLiteral("root")}, {kPageNameKey, tr("Web page")},
+                                      {kUrlKey, QString()}});
+    // Without a column of its own, the first pages would make the root insert one
+    // in the middle of their row insertion, a notification nested in another.
+    root->setColumnCount(1);
+    m_model.appendRow(root);
 }
 
 QStandardItem* WebPageTreeModelController::getRootItem() const
