@@ -23,8 +23,9 @@ class WebPageTreeFilterSortModel;
 //
 // Choices made where the behaviour was open:
 // - replaceAllWebPages takes only a list; any other payload (null, a map, a
-//   text) leaves the shown list as it is, since wiping it on a garbled broadcast
-//   would hide every page until the next change. An empty list empties it.
+//   text) is logged and leaves the shown list as it is, since wiping it on a
+//   garbled broadcast would hide every page until the next change. An empty
+//   list empties it.
 // - List elements that are not maps are skipped. Fields of the wrong type are
 //   read as their conversion to text or number (an unreadable iconType is 0);
 //   the record itself is kept as received.
