@@ -31,10 +31,11 @@ class QStandardItem;
 // - Payloads are read defensively: entries of a list that are not maps are
 //   skipped, missing keys read as empty text or 0, and a missing or non-numeric
 //   "joystickKey" reads as -1 (no shortcut).
-// - Subtrees are built before they enter the model, so that each insertion is
-//   one notification: set() appends the server's nodes under the root in one
-//   block, a camera or I/O device enters together with its DI/DO, and a new local
-//   database folder together with its cameras.
+// - Subtrees are built before they enter the model, so that views hear of one
+//   insertion per subtree: set() inserts each child of the server's root with all
+//   its descendants, a camera or I/O device enters together with its DI/DO, and
+//   a new local database folder together with its cameras. Rows without children
+//   (DI/DO rebuilt under an existing owner, removed cameras) enter as one block.
 // - set() without a root appends the server's root as the first top-level node.
 // - insertCameraNodes gives the DI/DO to the node it has just made, even when an
 //   earlier node carries the same "uid".

@@ -2,19 +2,28 @@
 
 #include "TreeOrder.h"
 
-#include <QAbstractItemModel>
+#include <QStandardItemModel>
 
 #include <algorithm>
 
-LogicalTreeIdIndex::LogicalTreeIdIndex(QAbstractItemModel* model, int idRole, QObject* parent)
+LogicalTreeIdIndex::LogicalTreeIdIndex(QStandardItemModel* model, int idRole, QObject* parent)
     : QObject(parent), m_model(model), m_idRole(idRole)
 {
-    connect(model, &QAbstractItemModel::rowsInserted, this, &LogicalTreeIdIndex::fileRows);
-    connect(model, &QAbstractItemModel::rowsAboutToBeRemoved, this, &LogicalTreeIdIndex::forgetRows);
+    connect(model, &QAbstractItemModel::rowsInserted, this,
+            [this](const QModelIndex& parent, int first, int last) { fileRows(itemOrRoot(parent), first, last); });
+    connect(model, &QAbstractItemModel::rowsAboutToBeRemoved, this,
+            [this](const QModelIndex& parent, int first, int last) { forgetRows(itemOrRoot(parent), first, last); });
     connect(model, &QAbstractItemModel::dataChanged, this, &LogicalTreeIdIndex::followIdentifierChange);
-    connect(model, &QAbstractItemModel::modelAboutToBeReset, this, &LogicalTreeIdIndex::forgetAll);
-    connect(model, &QAbstractItemModel::modelReset, this, &LogicalTreeIdIndex::fileAllRows);
-    fileAllRows();
+    connect(model, &QAbstractItemModel::columnsAboutToBeRemoved, this, &LogicalTreeIdIndex::forgetColumnZero);
+    connect(model, &QAbstractItemModel::modelAboutToBeReset, this, [this] {
+        m_nodesById.clear();
+        m_idOfNode.clear();
+    });
+    connect(model, &QAbstractItemModel::modelReset, this, &LogicalTreeIdIndex::refileAll);
+    // An item replaced in place is deleted between layoutAboutToBeChanged and
+    // layoutChanged, unannounced.
+    connect(model, &QAbstractItemModel::layoutChanged, this, &LogicalTreeIdIndex::refileAll);
+    refileAll();
 }
 
 QModelIndex LogicalTreeIdIndex::first(const QString& id) const
@@ -23,10 +32,11 @@ QModelIndex LogicalTreeIdIndex::first(const QString& id) const
     if (found == m_nodesById.constEnd())
         return QModelIndex();
     // Duplicates are rare; only then is the order of the candidates worked out.
-    QModelIndex earliest;
-    for (const QPersistentModelIndex& node : *found) {
-        if (precedesInTreeOrder(node, earliest))
-            earliest = node;
+    QModelIndex earliest = found->first()->index();
+    for (qsizetype i = 1; i < found->size(); ++i) {
+        const QModelIndex candidate = found->at(i)->index();
+        if (precedesInTreeOrder(candidate, earliest))
+            earliest = candidate;
     }
     return earliest;
 }
@@ -34,36 +44,43 @@ QModelIndex LogicalTreeIdIndex::first(const QString& id) const
 QModelIndexList LogicalTreeIdIndex::all(const QString& id) const
 {
     QModelIndexList result;
-    const auto found = m_nodesById.constFind(id);
-    if (found == m_nodesById.constEnd())
-        return result;
-    for (const QPersistentModelIndex& node : *found) {
-        if (node.isValid())
-            result.append(node);
-    }
+    for (const QStandardItem* node : m_nodesById.value(id))
+        result.append(node->index());
     std::sort(result.begin(), result.end(), precedesInTreeOrder);
     return result;
 }
 
-void LogicalTreeIdIndex::fileRows(const QModelIndex& parent, int first, int last)
+void LogicalTreeIdIndex::fileRows(const QStandardItem* parent, int first, int last)
 {
     for (int row = first; row <= last; ++row) {
-        const QModelIndex node = m_model->index(row, 0, parent);
-        file(node, idOf(node));
-        fileRows(node, 0, m_model->rowCount(node) - 1);
+        // Read through the parent: itemFromIndex would fill an empty slot with a
+        // new item, changing the model while it announces a change.
+        QStandardItem* node = parent->child(row);
+        if (!node)
+            continue;
+        const QString id = node->data(m_idRole).toString();
+        m_nodesById[id].append(node);
+        m_idOfNode.insert(node, id);
+        fileRows(node, 0, node->rowCount() - 1);
     }
 }
 
-void LogicalTreeIdIndex::forgetRows(const QModelIndex& parent, int first, int last)
+void LogicalTreeIdIndex::forgetRows(const QStandardItem* parent, int first, int last)
 {
     for (int row = first; row <= last; ++row) {
-        const QModelIndex node = m_model->index(row, 0, parent);
-        forgetRows(node, 0, m_model->rowCount(node) - 1);
-        const QPersistentModelIndex persistent(node);
-        const auto filed = m_idOfNode.find(persistent);
-        if (filed == m_idOfNode.end())
+        QStandardItem* node = parent->child(row);
+        if (!node)
             continue;
-        forget(persistent, *filed);
+        forgetRows(node, 0, node->rowCount() - 1);
+        const auto filed = m_idOfNode.constFind(node);
+        if (filed == m_idOfNode.constEnd())
+            continue;
+        const auto nodes = m_nodesById.find(*filed);
+        if (nodes != m_nodesById.end()) {
+            nodes->removeOne(node);
+            if (nodes->isEmpty())
+                m_nodesById.erase(nodes);
+        }
         m_idOfNode.erase(filed);
     }
 }
@@ -75,50 +92,41 @@ void LogicalTreeIdIndex::followIdentifierChange(const QModelIndex& topLeft, cons
         return;
     if (!roles.isEmpty() && !roles.contains(m_idRole))
         return;
-    const QModelIndex parent = topLeft.parent();
+    const QStandardItem* parent = itemOrRoot(topLeft.parent());
     for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
-        const QPersistentModelIndex node(m_model->index(row, 0, parent));
+        QStandardItem* node = parent->child(row);
         const auto filed = m_idOfNode.find(node);
-        if (filed == m_idOfNode.end())
+        if (!node || filed == m_idOfNode.end())
             continue;
-        const QString newId = idOf(node);
+        const QString newId = node->data(m_idRole).toString();
         if (*filed == newId)
             continue;
-        forget(node, *filed);
+        const auto oldNodes = m_nodesById.find(*filed);
+        if (oldNodes != m_nodesById.end()) {
+            oldNodes->removeOne(node);
+            if (oldNodes->isEmpty())
+                m_nodesById.erase(oldNodes);
+        }
         m_nodesById[newId].append(node);
         *filed = newId;
     }
 }
 
-void LogicalTreeIdIndex::forgetAll()
+void LogicalTreeIdIndex::forgetColumnZero(const QModelIndex& parent, int first, int last)
+{
+    // The nodes live in column 0; removing it deletes them without a row removal.
+    if (first == 0 && last >= 0)
+        forgetRows(itemOrRoot(parent), 0, m_model->rowCount(parent) - 1);
+}
+
+void LogicalTreeIdIndex::refileAll()
 {
     m_nodesById.clear();
     m_idOfNode.clear();
+    fileRows(m_model->invisibleRootItem(), 0, m_model->rowCount() - 1);
 }
 
-void LogicalTreeIdIndex::fileAllRows()
+QStandardItem* LogicalTreeIdIndex::itemOrRoot(const QModelIndex& index) const
 {
-    fileRows(QModelIndex(), 0, m_model->rowCount() - 1);
-}
-
-void LogicalTreeIdIndex::file(const QModelIndex& node, const QString& id)
-{
-    const QPersistentModelIndex persistent(node);
-    m_nodesById[id].append(persistent);
-    m_idOfNode.insert(persistent, id);
-}
-
-void LogicalTreeIdIndex::forget(const QPersistentModelIndex& node, const QString& id)
-{
-    const auto nodes = m_nodesById.find(id);
-    if (nodes == m_nodesById.end())
-        return;
-    nodes->removeOne(node);
-    if (nodes->isEmpty())
-        m_nodesById.erase(nodes);
-}
-
-QString LogicalTreeIdIndex::idOf(const QModelIndex& node) const
-{
-    return m_model->data(node, m_idRole).toString();
+    return index.isValid() ? m_model->itemFromIndex(index) : m_model->invisibleRootItem();
 }

@@ -38,8 +38,14 @@ LogicalTreeModel::LogicalTreeModel(QObject* parent)
     // other listeners of rowsInserted run and emptied while the rows still exist.
     connect(this, &QAbstractItemModel::rowsInserted, this, &LogicalTreeModel::genModelIndexMap);
     connect(this, &QAbstractItemModel::rowsAboutToBeRemoved, this, &LogicalTreeModel::removeModelIndexMap);
+    connect(this, &QAbstractItemModel::columnsAboutToBeRemoved, this, &LogicalTreeModel::forgetColumnZero);
     connect(this, &QAbstractItemModel::modelAboutToBeReset, this, &LogicalTreeModel::forgetAllCameras);
     connect(this, &QAbstractItemModel::modelReset, this, &LogicalTreeModel::indexAllRows);
+    // An item replaced in place is deleted between these two, unannounced.
+    connect(this, &QAbstractItemModel::layoutChanged, this, [this] {
+        forgetAllCameras();
+        indexAllRows();
+    });
 }
 
 QVariant LogicalTreeModel::data(const QModelIndex& index, int role) const
@@ -90,12 +96,10 @@ QModelIndexList LogicalTreeModel::match(const QModelIndex& start, int role, cons
     const auto found = m_nodesByCameraId.constFind(value.toString());
     if (found == m_nodesByCameraId.constEnd())
         return result;
-    for (const QList<QPersistentModelIndex>& placements : *found) {
+    for (const QList<QStandardItem*>& placements : *found) {
         const qsizetype firstOfTreeId = result.size();
-        for (const QPersistentModelIndex& placement : placements) {
-            if (placement.isValid())
-                result.append(QModelIndex(placement));
-        }
+        for (const QStandardItem* placement : placements)
+            result.append(placement->index());
         if (result.size() - firstOfTreeId > 1)
             std::sort(result.begin() + firstOfTreeId, result.end(), precedesInTreeOrder);
     }
@@ -110,49 +114,70 @@ void LogicalTreeModel::clear()
 
 void LogicalTreeModel::genModelIndexMap(const QModelIndex& parent, int first, int last)
 {
-    for (int row = first; row <= last; ++row) {
-        const QModelIndex node = index(row, 0, parent);
-        if (QStandardItemModel::data(node, typeRole).toInt() != Folder)
-            fileNode(node);
-        // Children of any kind travel with a moved row; they are filed again here
-        // because they were forgotten when the row was taken out.
-        genModelIndexMap(node, 0, rowCount(node) - 1);
-    }
+    fileRows(itemOrRoot(parent), first, last);
 }
 
 void LogicalTreeModel::removeModelIndexMap(const QModelIndex& parent, int first, int last)
 {
+    forgetRows(itemOrRoot(parent), first, last);
+}
+
+void LogicalTreeModel::fileRows(const QStandardItem* parent, int first, int last)
+{
     for (int row = first; row <= last; ++row) {
-        const QModelIndex node = index(row, 0, parent);
-        removeModelIndexMap(node, 0, rowCount(node) - 1);
+        // Read through the parent: itemFromIndex would fill an empty slot with a
+        // new item, changing the model while it announces a change.
+        QStandardItem* node = parent->child(row);
+        if (!node)
+            continue;
+        if (node->data(typeRole).toInt() != Folder)
+            fileNode(node);
+        // Children of any kind travel with a moved row; they are filed again here
+        // because they were forgotten when the row was taken out.
+        fileRows(node, 0, node->rowCount() - 1);
+    }
+}
+
+void LogicalTreeModel::forgetRows(const QStandardItem* parent, int first, int last)
+{
+    for (int row = first; row <= last; ++row) {
+        QStandardItem* node = parent->child(row);
+        if (!node)
+            continue;
+        forgetRows(node, 0, node->rowCount() - 1);
         unfileNode(node);
     }
 }
 
-void LogicalTreeModel::fileNode(const QModelIndex& node)
+void LogicalTreeModel::fileNode(QStandardItem* node)
 {
-    const QString cameraId = QStandardItemModel::data(node, cameraNodeIDRole).toString();
-    const QString treeId = QStandardItemModel::data(node, idRole).toString();
-    m_nodesByCameraId[cameraId][treeId].append(QPersistentModelIndex(node));
+    const QString cameraId = node->data(cameraNodeIDRole).toString();
+    const QString treeId = node->data(idRole).toString();
+    m_nodesByCameraId[cameraId][treeId].append(node);
 }
 
-void LogicalTreeModel::unfileNode(const QModelIndex& node)
+void LogicalTreeModel::unfileNode(QStandardItem* node)
 {
     // Folders are never filed; looking them up costs as little as testing their type
     // and still finds a node whose type was changed after insertion.
-    const auto camera = m_nodesByCameraId.find(QStandardItemModel::data(node, cameraNodeIDRole).toString());
+    const auto camera = m_nodesByCameraId.find(node->data(cameraNodeIDRole).toString());
     if (camera == m_nodesByCameraId.end())
         return;
-    const auto placements = camera->find(QStandardItemModel::data(node, idRole).toString());
+    const auto placements = camera->find(node->data(idRole).toString());
     if (placements == camera->end())
         return;
-    placements->removeIf([&node](const QPersistentModelIndex& placement) {
-        return placement == node || !placement.isValid();
-    });
+    placements->removeOne(node);
     if (placements->isEmpty())
         camera->erase(placements);
     if (camera->isEmpty())
         m_nodesByCameraId.erase(camera);
+}
+
+void LogicalTreeModel::forgetColumnZero(const QModelIndex& parent, int first, int last)
+{
+    // The nodes live in column 0; removing it deletes them without a row removal.
+    if (first == 0 && last >= 0)
+        removeModelIndexMap(parent, 0, rowCount(parent) - 1);
 }
 
 void LogicalTreeModel::forgetAllCameras()
@@ -166,4 +191,9 @@ void LogicalTreeModel::indexAllRows()
     // not leave them unfindable.
     if (rowCount() > 0)
         genModelIndexMap(QModelIndex(), 0, rowCount() - 1);
+}
+
+QStandardItem* LogicalTreeModel::itemOrRoot(const QModelIndex& index) const
+{
+    return index.isValid() ? itemFromIndex(index) : invisibleRootItem();
 }

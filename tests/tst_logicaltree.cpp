@@ -1,4 +1,5 @@
 #include "LogicalTree.h"
+#include "LogicalTreeNodeBuilder.h"
 #include "QorbLogUtlStub.h"
 #include "TestSupport.h"
 
@@ -39,6 +40,8 @@ void forEachNode(const QAbstractItemModel& model, const QModelIndex& parent,
 {
     for (int row = 0; row < model.rowCount(parent); ++row) {
         const QModelIndex node = model.index(row, 0, parent);
+        if (!node.isValid())
+            continue;
         visit(node);
         forEachNode(model, node, visit);
     }
@@ -60,6 +63,8 @@ QString outline(const QAbstractItemModel& model, const QModelIndex& parent)
     QStringList parts;
     for (int row = 0; row < model.rowCount(parent); ++row) {
         const QModelIndex node = model.index(row, 0, parent);
+        if (!node.isValid())
+            continue;
         QString part = node.data(Model::idRole).toString();
         if (part.isEmpty())
             part = QLatin1Char('(') + node.data(Model::nameRole).toString() + QLatin1Char(')');
@@ -119,6 +124,7 @@ private slots:
     void removals();
     void cameraWideUpdatesReachEveryPlacement();
     void malformedInputIsHarmless();
+    void lookupsFollowChangesMadeDirectlyOnTheModel();
     void largeTreeLookupsAgreeWithTreeWalk();
 };
 
@@ -547,6 +553,26 @@ void TestLogicalTree::malformedInputIsHarmless()
                                                                           {"children", QVariantMap()}}}}},
                "S_1");
     QCOMPARE(f.outline(), "R{_REMOVED_CAMERAS_,_LOCAL_DB_,_IO_BOX_FID_{T1},F1}");
+}
+
+void TestLogicalTree::lookupsFollowChangesMadeDirectlyOnTheModel()
+{
+    // given
+    Fixture f;
+    // when: an ID is changed, the tree sorted, an item replaced in place and a column removed
+    f.model->setData(firstById(*f.model, "F3"), "F3b", Model::idRole);
+    f.model->setSortRole(Model::idRole);
+    f.model->sort(0, Qt::DescendingOrder);
+    const QModelIndex t2 = firstById(*f.model, "T2");
+    f.model->itemFromIndex(t2.parent())->setChild(t2.row(), LogicalTreeNodeBuilder().setID("T9").build());
+    f.model->removeColumn(0, firstById(*f.model, "T1").parent());
+    // then: every look-up by ID answers as a walk of the tree does
+    QCOMPARE(f.outline(), "R{_REMOVED_CAMERAS_,_LOCAL_DB_,_IO_BOX_FID_,T3,F3b,F1{}}");
+    for (const char* id : {"F3b", "T3", "F1", "R"})
+        QCOMPARE(f.tree.data(id, Model::idRole), QVariant(id));
+    for (const char* id : {"F3", "T1", "T2", "T9", "F2"})
+        QVERIFY2(!f.tree.data(id, Model::idRole).isValid(), id);
+    QVERIFY(!f.tree.existed("S_1/C_2"));
 }
 
 void TestLogicalTree::largeTreeLookupsAgreeWithTreeWalk()

@@ -81,6 +81,7 @@ private slots:
     void cameraMatchIgnoresStartHitsAndFlags();
     void otherRolesMatchLikeTheBaseModel();
     void resetEmptiesTheCameraIndex();
+    void cameraIndexSurvivesLayoutChangesAndColumnRemoval();
 };
 
 void TestLogicalTreeModel::publishesExactlyTheTenRoleNames()
@@ -243,6 +244,30 @@ void TestLogicalTreeModel::resetEmptiesTheCameraIndex()
     // and the index works again afterwards
     fill(model);
     QCOMPARE(cameraMatch(model, "B"), QStringList({"C2"}));
+}
+
+void TestLogicalTreeModel::cameraIndexSurvivesLayoutChangesAndColumnRemoval()
+{
+    // given
+    Model model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    fill(model);
+    // when: sorted, so that every row may have moved
+    model.setSortRole(Model::idRole);
+    model.sort(0, Qt::DescendingOrder);
+    // then
+    QCOMPARE(cameraMatch(model, "A"), QStringList({"C1", "C3"}));
+    QCOMPARE(model.match({}, Model::cameraNodeIDRole, "A").first(), findById(model, "C1"));
+    // when: an item is replaced in place (the old one is deleted unannounced)
+    model.itemFromIndex(findById(model, "F2"))->setChild(findById(model, "C2").row(), camera("C9", "Z"));
+    // then
+    QCOMPARE(cameraMatch(model, "B"), QStringList());
+    QCOMPARE(cameraMatch(model, "Z"), QStringList({"C9"}));
+    // when: the column holding a folder's nodes goes
+    model.removeColumn(0, findById(model, "F2"));
+    // then
+    QCOMPARE(cameraMatch(model, "A"), QStringList({"C1"}));
+    QCOMPARE(cameraMatch(model, "Z"), QStringList());
 }
 
 QTEST_MAIN(TestLogicalTreeModel)
