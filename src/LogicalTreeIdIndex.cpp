@@ -4,8 +4,6 @@
 
 #include <QStandardItemModel>
 
-#include <algorithm>
-
 LogicalTreeIdIndex::LogicalTreeIdIndex(QStandardItemModel* model, int idRole, QObject* parent)
     : QObject(parent), m_model(model), m_idRole(idRole)
 {
@@ -39,15 +37,6 @@ QModelIndex LogicalTreeIdIndex::first(const QString& id) const
             earliest = candidate;
     }
     return earliest;
-}
-
-QModelIndexList LogicalTreeIdIndex::all(const QString& id) const
-{
-    QModelIndexList result;
-    for (const QStandardItem* node : m_nodesById.value(id))
-        result.append(node->index());
-    std::sort(result.begin(), result.end(), precedesInTreeOrder);
-    return result;
 }
 
 void LogicalTreeIdIndex::fileRows(const QStandardItem* parent, int first, int last)

@@ -29,8 +29,6 @@ public:
     // The node that a pre-order walk of the whole tree meets first with this
     // identifier, or an invalid index when none has it.
     QModelIndex first(const QString& id) const;
-    // Every node with this identifier, in tree order.
-    QModelIndexList all(const QString& id) const;
 
 private:
     void fileRows(const QStandardItem* parent, int first, int last);
