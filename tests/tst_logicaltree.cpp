@@ -1,0 +1,685 @@
+#include "LogicalTree.h"
+#include "LogicalTreeNodeBuilder.h"
+#include "QorbLogUtlStub.h"
+#include "TestSupport.h"
+
+#include <QAbstractItemModelTester>
+#include <QRandomGenerator>
+#include <QUuid>
+#include <QtTest>
+
+#include <algorithm>
+#include <functional>
+
+using Model = LogicalTreeModel;
+
+namespace {
+
+const QString kSpecial = QStringLiteral("_REMOVED_CAMERAS_,_LOCAL_DB_,_IO_BOX_FID_,");
+
+QVariantMap serverNode(const QString& treeId, const QString& name, const QString& nodeUid,
+                       const QVariantList& children = {})
+{
+    return {{"treeNodeId", treeId}, {"name", name}, {"nodeUID", nodeUid}, {"children", children}};
+}
+
+// R { F1 { T1 (camera C_1), F2 { T2 (camera C_2), F4 } }, F3, T3 (camera C_1 again) }
+QVariantMap serverTree()
+{
+    return serverNode("R", "s_Root", "",
+                      {serverNode("F1", "c_Lobby", "N1",
+                                  {serverNode("T1", "", "C_1"),
+                                   serverNode("F2", "Stairs", "N2", {serverNode("T2", "", "C_2"),
+                                                                     serverNode("F4", "Roof", "N4")})}),
+                       serverNode("F3", "Yard", "N3"), serverNode("T3", "", "C_1")});
+}
+
+// A pre-order walk: the reference that the store's look-ups must agree with.
+void forEachNode(const QAbstractItemModel& model, const QModelIndex& parent,
+                 const std::function<void(const QModelIndex&)>& visit)
+{
+    for (int row = 0; row < model.rowCount(parent); ++row) {
+        const QModelIndex node = model.index(row, 0, parent);
+        if (!node.isValid())
+            continue;
+        visit(node);
+        forEachNode(model, node, visit);
+    }
+}
+
+QModelIndex firstById(const QAbstractItemModel& model, const QString& id)
+{
+    QModelIndex found;
+    forEachNode(model, QModelIndex(), [&](const QModelIndex& node) {
+        if (!found.isValid() && node.data(Model::idRole).toString() == id)
+            found = node;
+    });
+    return found;
+}
+
+// Children of a node as "id{children}", the nameless root as its name in brackets.
+QString outline(const QAbstractItemModel& model, const QModelIndex& parent)
+{
+    QStringList parts;
+    for (int row = 0; row < model.rowCount(parent); ++row) {
+        const QModelIndex node = model.index(row, 0, parent);
+        if (!node.isValid())
+            continue;
+        QString part = node.data(Model::idRole).toString();
+        if (part.isEmpty())
+            part = QLatin1Char('(') + node.data(Model::nameRole).toString() + QLatin1Char(')');
+        if (model.rowCount(node) > 0)
+            part += QLatin1Char('{') + outline(model, node) + QLatin1Char('}');
+        parts << part;
+    }
+    return parts.join(QLatin1Char(','));
+}
+
+QVariantList childValues(const QAbstractItemModel& model, const QString& parentId, int role)
+{
+    QVariantList values;
+    const QModelIndex parent = firstById(model, parentId);
+    for (int row = 0; row < model.rowCount(parent); ++row)
+        values << model.index(row, 0, parent).data(role);
+    return values;
+}
+
+struct Fixture
+{
+    explicit Fixture(bool withServerTree = true)
+        : tester(tree.getModel(), QAbstractItemModelTester::FailureReportingMode::Fatal)
+    {
+        tree.createDefaultNodes();
+        if (withServerTree)
+            tree.set(serverTree(), "S_1");
+        recorder = std::make_unique<ModelNotificationRecorder>(tree.getModel(), Model::idRole);
+        QorbLogUtlStub::clear();
+    }
+    QString outline() const { return ::outline(*model, QModelIndex()); }
+
+    LogicalTree tree;
+    Model* model = tree.getModel();
+    QAbstractItemModelTester tester;
+    std::unique_ptr<ModelNotificationRecorder> recorder;
+};
+
+} // namespace
+
+class TestLogicalTree : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void createsDefaultNodes();
+    void setBuildsServerNodes_data();
+    void setBuildsServerNodes();
+    void insertsFoldersAndCamerasWithDiDo_data();
+    void insertsFoldersAndCamerasWithDiDo();
+    void ioDevicesReplaceTheirOldNode();
+    void removedCamerasAndLocalDatabases();
+    void moveNodes_data();
+    void moveNodes();
+    void nodesToBeRemoved_data();
+    void nodesToBeRemoved();
+    void removals();
+    void cameraWideUpdatesReachEveryPlacement();
+    void malformedInputIsHarmless();
+    void lookupsFollowChangesMadeDirectlyOnTheModel();
+    void largeTreeLookupsAgreeWithTreeWalk();
+};
+
+void TestLogicalTree::createsDefaultNodes()
+{
+    // given
+    LogicalTree tree;
+    QAbstractItemModelTester tester(tree.getModel(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    ModelNotificationRecorder recorder(tree.getModel(), Model::nameRole);
+    // when
+    tree.createDefaultNodes();
+    // then: one block, special folders with id and nodeID alike
+    QCOMPARE(recorder.lines(), QStringList({"insert 0..0 under <root>", "inserted 0..0 under <root>"}));
+    QCOMPARE(outline(*tree.getModel(), QModelIndex()), "(Station){" + kSpecial.chopped(1) + "}");
+    QCOMPARE(tree.data("_IO_BOX_FID_", Model::nodeIDRole), QVariant("_IO_BOX_FID_"));
+    QCOMPARE(tree.data("_REMOVED_CAMERAS_", Model::nameRole), QVariant("Removed Cameras"));
+    QCOMPARE(tree.data("_LOCAL_DB_", Model::nameRole), QVariant("Local DB"));
+    QCOMPARE(tree.data("_IO_BOX_FID_", Model::nameRole), QVariant("I/O Device"));
+    QVERIFY(!tree.hasLocalDBNodes());
+    // when: the standalone player's tree replaces it
+    tree.createDefaultNodesForStandalonePlayer();
+    // then
+    QCOMPARE(outline(*tree.getModel(), QModelIndex()), "nodeIDForDefaultRoot{_LOCAL_DB_}");
+    QCOMPARE(tree.data("nodeIDForDefaultRoot", Model::nameRole), QVariant("Default Root"));
+    QCOMPARE(tree.data("nodeIDForDefaultRoot", Model::cameraNodeIDRole), QVariant("nodeUIDForDefaultRoot"));
+}
+
+void TestLogicalTree::setBuildsServerNodes_data()
+{
+    QTest::addColumn<QString>("stationId");
+    QTest::addColumn<QString>("nodeUid");
+    QTest::addColumn<QString>("cameraId");
+    QTest::addColumn<QString>("cameraStation");
+
+    QTest::newRow("login station") << "" << "C_1" << "C_1" << "";
+    QTest::newRow("sub-station") << "S_1" << "C_1" << "S_1/C_1" << "S_1";
+    QTest::newRow("node UID with a path") << "S_1" << "S_2/C_3" << "S_1/S_2/C_3" << "S_1/S_2";
+}
+
+void TestLogicalTree::setBuildsServerNodes()
+{
+    QFETCH(QString, stationId);
+    QFETCH(QString, nodeUid);
+    QFETCH(QString, cameraId);
+    QFETCH(QString, cameraStation);
+    // given: the default nodes only
+    Fixture f(false);
+    QVariantMap camera = serverNode("T1", "", nodeUid);
+    camera.insert("joystickKey", 4);
+    QVariantMap meantAsFolder = serverNode("F9", "", "N9", {serverNode("T9", "", "C_9")});
+    meantAsFolder.remove("name");
+    const QVariantMap tree = serverNode("R", "s_Root", "", {serverNode("F1", "c_Lobby", "N1", {camera}), meantAsFolder});
+    // when
+    f.tree.set(tree, stationId);
+    // then: the root takes the server's fields in one change, then each top-level subtree enters whole
+    QCOMPARE(f.recorder->lines(),
+             QStringList({"changed R roles 257,258,259,260,262,263,264,265,266,267", "insert 3..3 under R",
+                          "inserted 3..3 under R", "insert 4..4 under R", "inserted 4..4 under R"}));
+    QCOMPARE(f.outline(), "R{" + kSpecial + "F1{T1},F9{T9}}");
+    QCOMPARE(f.tree.data("R", Model::nameRole), QVariant("Root"));
+    QCOMPARE(f.tree.data("F1", Model::dataRole).toMap(),
+             QVariantMap({{"idRole", "F1"}, {"typeRole", 0}, {"nameRole", "Lobby"}, {"cameraNodeIDRole", ""},
+                          {"settingStatusRole", 0}, {"parentStationIDRole", stationId}, {"didoValueRole", 0},
+                          {"didoIndexRole", 0}, {"joystickKeyRole", -1}, {"nodeIDRole", "N1"}}));
+    QCOMPARE(f.tree.data("T1", Model::typeRole), QVariant(int(Model::Camera)));
+    QCOMPARE(f.tree.data("T1", Model::cameraNodeIDRole), QVariant(cameraId));
+    QCOMPARE(f.tree.data("T1", Model::parentStationIDRole), QVariant(cameraStation));
+    QCOMPARE(f.tree.data("T1", Model::nodeIDRole), QVariant(nodeUid));
+    QCOMPARE(f.tree.data("T1", Model::joystickKeyRole), QVariant(4));
+    QVERIFY(f.tree.existed(cameraId));
+    // and a node without a name is a camera even when it holds others
+    QCOMPARE(f.tree.data("F9", Model::typeRole), QVariant(int(Model::Camera)));
+    QCOMPARE(f.tree.data("F9", Model::joystickKeyRole), QVariant(-1));
+    // when: the same tree arrives again, nothing goes and the nodes come once more
+    f.tree.set(tree, stationId);
+    QCOMPARE(f.outline(), "R{" + kSpecial + "F1{T1},F9{T9},F1{T1},F9{T9}}");
+}
+
+void TestLogicalTree::insertsFoldersAndCamerasWithDiDo_data()
+{
+    QTest::addColumn<QVariant>("diNum");
+    QTest::addColumn<QVariant>("doNum");
+    QTest::addColumn<QString>("children");
+    QTest::addColumn<QVariantList>("types");
+    QTest::addColumn<QVariantList>("indexes");
+    QTest::addColumn<QVariantList>("names");
+
+    const int di = Model::DigitalInput;
+    const int dout = Model::DigitalOutput;
+    QTest::newRow("2 DI, 2 DO") << QVariant(2) << QVariant(2) << "s1/c5_0,s1/c5_1,s1/c5_2,s1/c5_3"
+                                << QVariantList{di, di, dout, dout} << QVariantList{0, 1, 0, 1}
+                                << QVariantList{"DI-1", "DI-2", "DO-1", "DO-2"};
+    QTest::newRow("DO only") << QVariant(0) << QVariant(3) << "s1/c5_0,s1/c5_1,s1/c5_2"
+                             << QVariantList{dout, dout, dout} << QVariantList{0, 1, 2}
+                             << QVariantList{"DO-1", "DO-2", "DO-3"};
+    QTest::newRow("negative and text counts") << QVariant(-1) << QVariant("1") << "s1/c5_0" << QVariantList{dout}
+                                              << QVariantList{0} << QVariantList{"DO-1"};
+    QTest::newRow("no counts") << QVariant() << QVariant() << "" << QVariantList() << QVariantList()
+                               << QVariantList();
+}
+
+void TestLogicalTree::insertsFoldersAndCamerasWithDiDo()
+{
+    QFETCH(QVariant, diNum);
+    QFETCH(QVariant, doNum);
+    QFETCH(QString, children);
+    QFETCH(QVariantList, types);
+    QFETCH(QVariantList, indexes);
+    QFETCH(QVariantList, names);
+    // given
+    Fixture f;
+    // when: a folder under a known and one under an unknown parent
+    const bool inserted = f.tree.insertFolder(
+            {{"parentFolderUid", "F3"}, {"newFolderId", "F5"}, {"newFolderName", "s_New"}, {"nodeId", "N5"}});
+    const bool orphan = f.tree.insertFolder({{"parentFolderUid", "nope"}, {"newFolderId", "F6"}});
+    // then
+    QVERIFY(inserted);
+    QVERIFY(!orphan);
+    QCOMPARE(f.tree.data("F5", Model::nameRole), QVariant("s_New"));
+    QCOMPARE(f.tree.data("F5", Model::nodeIDRole), QVariant("N5"));
+    QVERIFY(!f.tree.data("F6", Model::idRole).isValid());
+    // when: a camera enters with its DI/DO, and one with an unknown parent is skipped
+    f.recorder->clear();
+    f.tree.insertCameraNodes({QVariantMap{{"uid", "T1"}, {"parentNodeId", "nope"}, {"camNodeUid", "s9/c9"}},
+                              QVariantMap{{"uid", "T1"}, {"parentNodeId", "F5"}, {"camNodeUid", "s1/c5"},
+                                          {"parentStationId", "s1"}, {"joystickKey", 8}, {"diNum", diNum},
+                                          {"doNum", doNum}}});
+    // then: one block, the DI/DO under the new camera (not under the older T1)
+    QCOMPARE(f.recorder->lines(), QStringList({"insert 0..0 under F5", "inserted 0..0 under F5"}));
+    const QString expected = children.isEmpty() ? QString("T1") : "T1{" + children + "}";
+    QCOMPARE(outline(*f.model, firstById(*f.model, "F5")), expected);
+    QCOMPARE(f.tree.data("T1", Model::cameraNodeIDRole), QVariant("S_1/C_1"));
+    const QModelIndex camera = f.model->match({}, Model::cameraNodeIDRole, "s1/c5").value(0);
+    QCOMPARE(camera.data(Model::nodeIDRole), QVariant("s1/c5"));
+    QCOMPARE(camera.data(Model::parentStationIDRole), QVariant("s1"));
+    QCOMPARE(camera.data(Model::joystickKeyRole), QVariant(8));
+    QVERIFY(!f.tree.existed("s9/c9"));
+    QVariantList actualTypes, actualIndexes, actualNames;
+    for (int row = 0; row < f.model->rowCount(camera); ++row) {
+        const QModelIndex child = f.model->index(row, 0, camera);
+        actualTypes << child.data(Model::typeRole);
+        actualIndexes << child.data(Model::diDoIndexRole);
+        actualNames << child.data(Model::nameRole);
+        QCOMPARE(child.data(Model::cameraNodeIDRole), child.data(Model::idRole));
+        QVERIFY(f.tree.existed(child.data(Model::idRole).toString()));
+    }
+    QCOMPARE(actualTypes, types);
+    QCOMPARE(actualIndexes, indexes);
+    QCOMPARE(actualNames, names);
+}
+
+void TestLogicalTree::ioDevicesReplaceTheirOldNode()
+{
+    // given
+    Fixture f;
+    const QVariantMap device{{"NodeID", "S_1/IO_1"}, {"RefName", "d_Door box"}, {"RelayPath", ""},
+                             {"DINameList", QStringList{"Door", "Window"}}, {"DONameList", QVariantList{"Siren"}}};
+    // when
+    f.tree.insertIoDevices({device}, Model::StationIoDevice);
+    // then: one block under the I/O folder, DI/DO named by the lists
+    QCOMPARE(f.recorder->lines(), QStringList({"insert 0..0 under _IO_BOX_FID_", "inserted 0..0 under _IO_BOX_FID_"}));
+    QCOMPARE(outline(*f.model, firstById(*f.model, "_IO_BOX_FID_")), "S_1/IO_1{S_1/IO_1_0,S_1/IO_1_1,S_1/IO_1_2}");
+    QCOMPARE(f.tree.data("S_1/IO_1", Model::nameRole), QVariant("Door box"));
+    QCOMPARE(f.tree.data("S_1/IO_1", Model::typeRole), QVariant(int(Model::StationIoDevice)));
+    QCOMPARE(childValues(*f.model, "S_1/IO_1", Model::nameRole), QVariantList({"Door", "Window", "Siren"}));
+    QCOMPARE(childValues(*f.model, "S_1/IO_1", Model::diDoIndexRole), QVariantList({0, 1, 0}));
+    // when: announced again behind a relay path
+    QVariantMap moved = device;
+    moved.insert("RelayPath", "F3");
+    f.tree.insertIoDevices({moved}, Model::ExternalDevice);
+    // then: replaced, not doubled
+    QCOMPARE(f.model->match({}, Model::cameraNodeIDRole, "S_1/IO_1").size(), 1);
+    QCOMPARE(firstById(*f.model, "S_1/IO_1").parent().data(Model::idRole), QVariant("F3"));
+    QCOMPARE(f.tree.data("S_1/IO_1", Model::typeRole), QVariant(int(Model::ExternalDevice)));
+    // when: announced behind a parent that does not exist, the old node goes and none comes
+    moved.insert("RelayPath", "nope");
+    f.tree.insertIoDevices({moved}, Model::ExternalDevice);
+    QVERIFY(!f.tree.existed("S_1/IO_1"));
+}
+
+void TestLogicalTree::removedCamerasAndLocalDatabases()
+{
+    // given
+    Fixture f;
+    // when
+    f.tree.insertRemovedCameras("S_1", {QVariantMap{{"camID", "C_7"}, {"camName", "c_Gate"}}, 5,
+                                        QVariantMap{{"camID", "C_8"}}});
+    f.tree.insertRemovedCameras("", {QVariantMap{{"camID", "C_7"}}});
+    // then
+    QCOMPARE(outline(*f.model, firstById(*f.model, "_REMOVED_CAMERAS_")),
+             "_REMOVED_CAMERAS_/S_1/C_7,_REMOVED_CAMERAS_/S_1/C_8,_REMOVED_CAMERAS_/C_7");
+    QCOMPARE(f.recorder->lines().first(), "insert 0..1 under _REMOVED_CAMERAS_");
+    QCOMPARE(f.tree.data("_REMOVED_CAMERAS_/S_1/C_7", Model::nameRole), QVariant("Gate"));
+    QCOMPARE(f.tree.data("_REMOVED_CAMERAS_/S_1/C_7", Model::parentStationIDRole), QVariant("S_1"));
+    QVERIFY(f.tree.existed("C_7"));
+    QCOMPARE(QorbLogUtlStub::messages(), QList<QByteArray>());
+
+    // when: the standalone player's tree, which has no removed-cameras folder
+    f.tree.createDefaultNodesForStandalonePlayer();
+    f.tree.insertRemovedCameras("S_1", {QVariantMap{{"camID", "C_9"}}});
+    // then
+    QCOMPARE(QorbLogUtlStub::messages(), QList<QByteArray>({"LogicalTree::insertRemovedCameras, cannot find "
+                                                             "removed camera folder in logical tree"}));
+    QVERIFY(!f.tree.existed("S_1/C_9"));
+
+    // when: two local databases arrive, then all go
+    QVERIFY(!f.tree.hasLocalDBNodes());
+    const QVariantMap database{{"LocObjectMetaInfo", QVariantMap{{"camName", "meta"}}},
+                               {"cam1", QVariantMap{{"camName", "c_Front"}, {"recPath", "D:/rec"}}},
+                               {"cam2", QVariantMap{{"camName", "Back"}}}, {"bad", 5}};
+    f.tree.insertNewLocalDB(database, "Archive");
+    f.tree.insertNewLocalDB({}, "Empty");
+    // then
+    const QVariantList folderIds = childValues(*f.model, "_LOCAL_DB_", Model::idRole);
+    QCOMPARE(folderIds.size(), 2);
+    QVERIFY(folderIds.at(0) != folderIds.at(1));
+    QVERIFY(folderIds.at(0).toString().startsWith('{'));
+    QVERIFY(!QUuid::fromString(folderIds.at(0).toString()).isNull());
+    QCOMPARE(childValues(*f.model, folderIds.at(0).toString(), Model::idRole), QVariantList({"D:/rec/cam1", "cam2"}));
+    QCOMPARE(f.tree.data("D:/rec/cam1", Model::nameRole), QVariant("Front"));
+    QCOMPARE(f.tree.data("cam2", Model::typeRole), QVariant(int(Model::LocalDBCamera)));
+    QVERIFY(f.tree.hasLocalDBNodes());
+    f.tree.removeAllLocalDB();
+    QVERIFY(!f.tree.hasLocalDBNodes());
+    // and without the folder there is nothing to have
+    f.tree.clear();
+    QVERIFY(!f.tree.hasLocalDBNodes());
+}
+
+void TestLogicalTree::moveNodes_data()
+{
+    QTest::addColumn<QStringList>("sources");
+    QTest::addColumn<QString>("destination");
+    QTest::addColumn<QString>("tree");
+    QTest::addColumn<QStringList>("rejected");
+
+    const QString unchanged = "F1{T1,F2{T2,F4}},F3,T3";
+    QTest::newRow("camera into folder") << QStringList{"T1"} << "F3" << "F1{F2{T2,F4}},F3{T1},T3" << QStringList();
+    QTest::newRow("folder with subtree") << QStringList{"F2"} << "F3" << "F1{T1},F3{F2{T2,F4}},T3" << QStringList();
+    QTest::newRow("several, in list order") << QStringList{"T3", "F2"} << "F3" << "F1{T1},F3{T3,F2{T2,F4}}"
+                                            << QStringList();
+    QTest::newRow("to its own parent goes last") << QStringList{"T1"} << "F1" << "F1{F2{T2,F4},T1},F3,T3"
+                                                 << QStringList();
+    QTest::newRow("onto itself") << QStringList{"F3"} << "F3" << unchanged << QStringList{"F3"};
+    QTest::newRow("into its child") << QStringList{"F1"} << "F2" << unchanged << QStringList{"F1"};
+    QTest::newRow("into a deeper descendant") << QStringList{"F1"} << "F4" << unchanged << QStringList{"F1"};
+    QTest::newRow("unknown destination") << QStringList{"T1"} << "nope" << unchanged << QStringList{"T1"};
+    QTest::newRow("rejected sources do not stop the others")
+            << QStringList{"F1", "T3", "nope"} << "F4" << "F1{T1,F2{T2,F4{T3}}},F3" << QStringList{"F1", "nope"};
+}
+
+void TestLogicalTree::moveNodes()
+{
+    QFETCH(QStringList, sources);
+    QFETCH(QString, destination);
+    QFETCH(QString, tree);
+    QFETCH(QStringList, rejected);
+    // given
+    Fixture f;
+    // when
+    f.tree.moveNodes(sources, destination);
+    // then
+    QCOMPARE(f.outline(), "R{" + kSpecial + tree + "}");
+    QList<QByteArray> log;
+    for (const QString& source : rejected)
+        log << QStringLiteral("LogicalTree::moveNodes, Invalid move: source:%1, destination:%2")
+                        .arg(source, destination).toLocal8Bit();
+    QCOMPARE(QorbLogUtlStub::messages(), log);
+    if (sources.size() == rejected.size())
+        QCOMPARE(f.recorder->lines(), QStringList());
+    // and moved cameras are found at their new place
+    for (const QModelIndex& camera : f.model->match({}, Model::cameraNodeIDRole, "S_1/C_1"))
+        QCOMPARE(camera, firstById(*f.model, camera.data(Model::idRole).toString()));
+}
+
+void TestLogicalTree::nodesToBeRemoved_data()
+{
+    QTest::addColumn<QStringList>("selection");
+    QTest::addColumn<QStringList>("cameras");
+    QTest::addColumn<QStringList>("folders");
+
+    QTest::newRow("folder and its camera") << QStringList{"T2", "F2"} << QStringList() << QStringList{"F2"};
+    QTest::newRow("camera whose folder stays") << QStringList{"T1", "F3"} << QStringList{"T1"} << QStringList{"F3"};
+    QTest::newRow("folder inside a selected folder is kept")
+            << QStringList{"F1", "F2"} << QStringList() << QStringList{"F1", "F2"};
+    QTest::newRow("camera two levels down is kept") << QStringList{"F1", "T2"} << QStringList{"T2"}
+                                                    << QStringList{"F1"};
+    QTest::newRow("selection order") << QStringList{"F3", "T3", "F1"} << QStringList{"T3"}
+                                     << QStringList{"F3", "F1"};
+    QTest::newRow("other kinds and unknown IDs") << QStringList{"S_1/C_1_0", "nope", ""} << QStringList()
+                                                 << QStringList();
+}
+
+void TestLogicalTree::nodesToBeRemoved()
+{
+    QFETCH(QStringList, selection);
+    QFETCH(QStringList, cameras);
+    QFETCH(QStringList, folders);
+    // given
+    Fixture f;
+    f.tree.insertCameraDiDoNodes({QVariantMap{{"idRole", "S_1/C_1"}, {"diCountRole", 1}, {"doCountRole", 0}}});
+    // when
+    const LogicalTree::RemovingNodes removing = f.tree.nodesToBeRemoved(selection);
+    // then
+    QCOMPARE(removing.cameraNodes, cameras);
+    QCOMPARE(removing.folderNodes, folders);
+}
+
+void TestLogicalTree::removals()
+{
+    // given
+    Fixture f;
+    f.tree.insertCameraDiDoNodes({QVariantMap{{"idRole", "S_1/C_1"}, {"diCountRole", 1}, {"doCountRole", 0}}});
+    f.tree.insertIoDevices({QVariantMap{{"NodeID", "S_1/IO_1"}}, QVariantMap{{"NodeID", "S_10/IO_1"}},
+                            QVariantMap{{"NodeID", "S_1/IO_2"}}, QVariantMap{{"NodeID", "s_1/IO_3"}},
+                            QVariantMap{{"NodeID", "S_1/IO_9"}, {"RelayPath", "F3"}}},
+                           Model::StationIoDevice);
+    f.recorder->clear();
+    // when: by ID, with a subtree, an unknown ID and a DI placed twice
+    f.tree.removeNodes(QStringList{"F2", "nope", "S_1/C_1_0"});
+    // then: the first DI in tree order went, the other is found now
+    QCOMPARE(f.recorder->lines(), QStringList({"remove 1..1 under F1", "removed 1..1 under F1",
+                                               "remove 0..0 under T1", "removed 0..0 under T1"}));
+    QCOMPARE(firstById(*f.model, "S_1/C_1_0").parent().data(Model::idRole), QVariant("T3"));
+    QVERIFY(!f.tree.existed("S_1/C_2"));
+    // when: by records, skipping what is not one
+    f.tree.removeNodes(QVariantList{QVariantMap{{"uid", "T1"}}, "T3", QVariantMap()});
+    QCOMPARE(f.model->match({}, Model::cameraNodeIDRole, "S_1/C_1").size(), 1);
+    // when: I/O devices by prefix (direct children of the I/O folder only, case-sensitive) and by node ID
+    f.recorder->clear();
+    f.tree.removeIoDevices("S_1/");
+    QCOMPARE(f.recorder->lines(), QStringList({"remove 2..2 under _IO_BOX_FID_", "removed 2..2 under _IO_BOX_FID_",
+                                               "remove 0..0 under _IO_BOX_FID_", "removed 0..0 under _IO_BOX_FID_"}));
+    QCOMPARE(childValues(*f.model, "_IO_BOX_FID_", Model::idRole), QVariantList({"S_10/IO_1", "s_1/IO_3"}));
+    f.tree.removeIoDevices("S_1", {"IO_9", "nope"});
+    f.tree.removeIoDevices("", {"S_10/IO_1"});
+    QCOMPARE(childValues(*f.model, "_IO_BOX_FID_", Model::idRole), QVariantList({"s_1/IO_3"}));
+    QCOMPARE(f.outline(), "R{_REMOVED_CAMERAS_,_LOCAL_DB_,_IO_BOX_FID_{s_1/IO_3},F1,F3,T3{S_1/C_1_0}}");
+
+    // when: folders dissolve into their parents, keeping their children in order
+    Fixture g;
+    g.tree.insertFolder({{"parentFolderUid", "F1"}, {"newFolderId", "F7"}});
+    g.tree.removeFolderAndKeepChildren({"F2", "R", "nope"});
+    // then: the top-level folder stays
+    QCOMPARE(g.outline(), "R{" + kSpecial + "F1{T1,F7,T2,F4},F3,T3}");
+    QCOMPARE(QorbLogUtlStub::messages(), QList<QByteArray>());
+    // and a folder whose parent has no ID yet counts as top level
+    Fixture h(false);
+    h.tree.removeFolderAndKeepChildren({"_LOCAL_DB_"});
+    QCOMPARE(h.outline(), "(Station){" + kSpecial.chopped(1) + "}");
+}
+
+void TestLogicalTree::cameraWideUpdatesReachEveryPlacement()
+{
+    // given: camera S_1/C_1 placed as T1 and T3, each with DI-1, DI-2, DO-1
+    Fixture f;
+    f.tree.insertCameraDiDoNodes({QVariantMap{{"idRole", "S_1/C_1"}, {"diCountRole", 2}, {"doCountRole", 1}}});
+    f.recorder->clear();
+    // when
+    f.tree.updateDiDoValues({{"NodeId", "S_1/C_1"}, {"EventType", "DI"}, {"Index", 2}, {"Value", "Rising"}});
+    f.tree.updateDiDoValues({{"NodeId", "S_1/C_1"}, {"EventType", "DO"}, {"Index", "1"}, {"Value", "Rising"}});
+    f.tree.updateDiDoValues({{"NodeId", "S_1/C_1"}, {"EventType", "DO"}, {"Index", 1}, {"Value", "Falling"}});
+    f.tree.updateDiDoValues({{"NodeId", "S_1/C_1"}, {"EventType", "di"}, {"Index", 1}, {"Value", "Rising"}});
+    f.tree.updateDiDoValues({{"NodeId", "S_1/C_1"}, {"EventType", "DI"}, {"Index", 0}, {"Value", "Rising"}});
+    f.tree.updateDiDoNames({QVariantMap{{"nodeID", "S_1/C_1"},
+                                        {"diChangeList", QVariantList{QVariantMap{{"Idx", 1}, {"RefName", "d_Door"}}}},
+                                        {"doChangeList", QVariantList{QVariantMap{{"Idx", 1}, {"RefName", "Bell"}},
+                                                                      QVariantMap{{"Idx", 4}, {"RefName", "x"}}}}}});
+    f.tree.setSettingStatusOfCamera("S_1/C_1", 5);
+    f.tree.setSettingStatus("T2", 2);
+    f.tree.renameNode("F1", "s_Hall");
+    // then: each change names its role; "di" is not "DI" and so means DO
+    const QString di2 = "changed S_1/C_1_1 roles 264", do1 = "changed S_1/C_1_2 roles 264";
+    QCOMPARE(f.recorder->lines(),
+             QStringList({di2, di2, do1, do1, do1, do1, do1, do1, "changed S_1/C_1_0 roles 259", "changed S_1/C_1_0 roles 259",
+                          "changed S_1/C_1_2 roles 259", "changed S_1/C_1_2 roles 259", "changed T1 roles 262",
+                          "changed T3 roles 262", "changed T2 roles 262", "changed F1 roles 259"}));
+    for (const char* owner : {"T1", "T3"}) {
+        QCOMPARE(childValues(*f.model, owner, Model::diDoValueRole), QVariantList({0, 1, 1}));
+        QCOMPARE(childValues(*f.model, owner, Model::nameRole), QVariantList({"Door", "DI-2", "Bell"}));
+        QCOMPARE(f.tree.data(owner, Model::settingStatusRole), QVariant(5));
+    }
+    QCOMPARE(f.tree.data("F1", Model::nameRole), QVariant("s_Hall"));
+    // when: DI/DO are rebuilt with other counts, both placements follow
+    f.tree.insertCameraDiDoNodes({QVariantMap{{"idRole", "S_1/C_1"}, {"diCountRole", 0}, {"doCountRole", 1}}});
+    QCOMPARE(childValues(*f.model, "T3", Model::nameRole), QVariantList({"DO-1"}));
+    QCOMPARE(childValues(*f.model, "T1", Model::diDoValueRole), QVariantList({0}));
+}
+
+void TestLogicalTree::malformedInputIsHarmless()
+{
+    // given: a tree whose root has no ID yet
+    Fixture f(false);
+    f.tree.insertCameraNodes({QVariantMap{{"uid", "T1"}, {"parentNodeId", "_IO_BOX_FID_"}, {"camNodeUid", "C1"}}});
+    const QString before = f.outline();
+    f.recorder->clear();
+    // when
+    QVERIFY(!f.tree.insertFolder({{"parentFolderUid", QVariantList{"_LOCAL_DB_"}}, {"newFolderId", "X"}}));
+    QVERIFY(!f.tree.insertFolder({}));
+    f.tree.insertCameraNodes({QVariant(), 5, QVariantList{QVariantMap{{"parentNodeId", "_LOCAL_DB_"}}},
+                              QVariantMap{{"parentNodeId", QVariantMap()}}});
+    f.tree.insertCameraDiDoNodes({QVariantMap(), QVariantMap{{"idRole", QVariantList{"C1"}}, {"diCountRole", 2}}});
+    f.tree.insertIoDevices({QVariant(), "x", QVariantMap{{"RelayPath", "nope"}}}, Model::ExternalDevice);
+    f.tree.insertRemovedCameras("S_1", {QVariant(), 3, QVariantList()});
+    f.tree.removeNodes(QVariantList{QVariant(), QVariantMap{{"uid", QVariant()}}, QVariantList{"T1"}});
+    f.tree.removeNodes(QStringList{QString(), ""});
+    f.tree.removeFolderAndKeepChildren({QString(), "nope"});
+    f.tree.removeIoDevices("S_", QStringList{QString()});
+    f.tree.renameNode("", "x");
+    f.tree.setSettingStatus(QString(), 1);
+    f.tree.setSettingStatusOfCamera("", 1);
+    f.tree.updateDiDoValues({});
+    f.tree.updateDiDoValues({{"NodeId", QVariantMap()}, {"Index", "one"}});
+    f.tree.updateDiDoNames({QVariantMap(), QVariantMap{{"nodeID", "C1"}, {"diChangeList", "x"},
+                                                       {"doChangeList", QVariantList{5, QVariant()}}}});
+    // then: nothing changed, nothing was logged, and the empty ID names nothing
+    QCOMPARE(f.outline(), before);
+    QCOMPARE(f.recorder->lines(), QStringList());
+    QCOMPARE(QorbLogUtlStub::messages(), QList<QByteArray>());
+    QCOMPARE(f.tree.data("", Model::nameRole), QVariant());
+    QVERIFY(!f.tree.existed(""));
+    QVERIFY(!f.tree.isValidMove("", "_LOCAL_DB_"));
+    // and a server tree with children of the wrong kinds keeps only the records
+    f.tree.set({{"treeNodeId", "R"}, {"name", "Root"},
+                {"children", QVariantList{5, QVariant(), "T", QVariantMap{{"treeNodeId", "F1"}, {"name", "A"},
+                                                                          {"children", QVariantMap()}}}}},
+               "S_1");
+    QCOMPARE(f.outline(), "R{_REMOVED_CAMERAS_,_LOCAL_DB_,_IO_BOX_FID_{T1},F1}");
+}
+
+void TestLogicalTree::lookupsFollowChangesMadeDirectlyOnTheModel()
+{
+    // given
+    Fixture f;
+    // when: an ID is changed, the tree sorted, an item replaced in place and a column removed
+    f.model->setData(firstById(*f.model, "F3"), "F3b", Model::idRole);
+    f.model->setSortRole(Model::idRole);
+    f.model->sort(0, Qt::DescendingOrder);
+    const QModelIndex t2 = firstById(*f.model, "T2");
+    f.model->itemFromIndex(t2.parent())->setChild(t2.row(), LogicalTreeNodeBuilder().setID("T9").build());
+    f.model->removeColumn(0, firstById(*f.model, "T1").parent());
+    // then: every look-up by ID answers as a walk of the tree does
+    QCOMPARE(f.outline(), "R{_REMOVED_CAMERAS_,_LOCAL_DB_,_IO_BOX_FID_,T3,F3b,F1{}}");
+    for (const char* id : {"F3b", "T3", "F1", "R"})
+        QCOMPARE(f.tree.data(id, Model::idRole), QVariant(id));
+    for (const char* id : {"F3", "T1", "T2", "T9", "F2"})
+        QVERIFY2(!f.tree.data(id, Model::idRole).isValid(), id);
+    QVERIFY(!f.tree.existed("S_1/C_2"));
+}
+
+void TestLogicalTree::largeTreeLookupsAgreeWithTreeWalk()
+{
+    // given: 60 folders of 4 sub-folders of 16 cameras each (with DI/DO), where
+    // some tree IDs repeat and every camera is placed in 4 sub-folders
+    QRandomGenerator random(20240611);
+    QVariantList stations;
+    int serial = 0;
+    for (int s = 0; s < 60; ++s) {
+        QVariantList folders;
+        for (int g = 0; g < 4; ++g) {
+            QVariantList cameras;
+            for (int c = 0; c < 16; ++c, ++serial) {
+                const QString treeId = serial % 97 == 0 ? QStringLiteral("dupC%1").arg(serial % 3)
+                                                        : QStringLiteral("T%1").arg(serial);
+                cameras << serverNode(treeId, "", QStringLiteral("C_%1").arg(serial % 960));
+            }
+            const QString folderId = g == 3 ? QStringLiteral("dupF%1").arg(s % 5) : QStringLiteral("G%1_%2").arg(s).arg(g);
+            folders << serverNode(folderId, QStringLiteral("Group %1").arg(g), "", cameras);
+        }
+        stations << serverNode(QStringLiteral("F%1").arg(s), QStringLiteral("Station %1").arg(s), "", folders);
+    }
+    LogicalTree tree;
+    Model& model = *tree.getModel();
+    tree.createDefaultNodes();
+    tree.set(serverNode("R", "Root", "", stations), "S_1");
+    std::vector<QVariantMap> diDo;
+    for (int camera = 0; camera < 960; camera += 3)
+        diDo.push_back({{"idRole", QStringLiteral("S_1/C_%1").arg(camera)}, {"diCountRole", 1}, {"doCountRole", 1}});
+    tree.insertCameraDiDoNodes(diDo);
+    // The tester walks the whole tree on every notification; it watches the
+    // changes under test, not the building, which the other tests watch.
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+
+    // Every node gets a number of its own, so that look-ups can be told apart. The
+    // stamps are bookkeeping of the test, not changes under test: no one hears of them.
+    int stamp = 0;
+    const auto stampNewNodes = [&] {
+        const QSignalBlocker quiet(&model);
+        forEachNode(model, {}, [&](const QModelIndex& node) {
+            if (node.data(Model::settingStatusRole).toInt() == 0)
+                model.setData(node, ++stamp, Model::settingStatusRole);
+        });
+    };
+    // The first mismatch between the store's answers and a walk of the tree, if any.
+    const auto mismatchWithWalk = [&]() -> QString {
+        QHash<QString, int> firstById;
+        QMap<QString, QList<QPair<QString, int>>> placementsByCamera;
+        forEachNode(model, {}, [&](const QModelIndex& node) {
+            const QString id = node.data(Model::idRole).toString();
+            const int number = node.data(Model::settingStatusRole).toInt();
+            if (!firstById.contains(id))
+                firstById.insert(id, number);
+            if (node.data(Model::typeRole).toInt() != Model::Folder)
+                placementsByCamera[node.data(Model::cameraNodeIDRole).toString()] << qMakePair(id, number);
+        });
+        for (auto it = firstById.cbegin(); it != firstById.cend(); ++it) {
+            if (!it.key().isEmpty() && tree.data(it.key(), Model::settingStatusRole).toInt() != it.value())
+                return "node " + it.key();
+        }
+        for (auto it = placementsByCamera.begin(); it != placementsByCamera.end(); ++it) {
+            std::stable_sort(it->begin(), it->end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+            QList<QPair<QString, int>> found;
+            for (const QModelIndex& node : model.match({}, Model::cameraNodeIDRole, it.key()))
+                found << qMakePair(node.data(Model::idRole).toString(), node.data(Model::settingStatusRole).toInt());
+            if (found != *it)
+                return "camera " + it.key();
+        }
+        return firstById.size() > 1000 ? QString() : QStringLiteral("too few nodes");
+    };
+    const auto randomId = [&](const QString& prefix, int count) {
+        return prefix + QString::number(random.bounded(count));
+    };
+    stampNewNodes();
+    QVERIFY(stamp > 5000);
+    QCOMPARE(mismatchWithWalk(), QString());
+
+    for (int round = 0; round < 2; ++round) {
+        // when: a hundred nodes move, sometimes into their own subtrees
+        for (int batch = 0; batch < 10; ++batch) {
+            QStringList sources;
+            for (int i = 0; i < 10; ++i) {
+                if (i == 9)
+                    sources << randomId("F", 60);
+                else
+                    sources << (i % 3 == 0 ? randomId("dupC", 3) : randomId("T", serial));
+            }
+            tree.moveNodes(sources, batch % 2 ? randomId("F", 60) : randomId("dupF", 5));
+        }
+        QCOMPARE(mismatchWithWalk(), QString());
+        // when: cameras arrive under reused tree IDs, folders dissolve, nodes go
+        QVariantList arrivals;
+        for (int i = 0; i < 20; ++i)
+            arrivals << QVariantMap{{"uid", randomId("T", serial)}, {"parentNodeId", randomId("F", 60)},
+                                    {"camNodeUid", QStringLiteral("S_1/C_%1").arg(random.bounded(960))},
+                                    {"diNum", 1}};
+        tree.insertCameraNodes(arrivals);
+        stampNewNodes();
+        tree.removeFolderAndKeepChildren({randomId("G", 60) + "_1", randomId("dupF", 5)});
+        QStringList leaving;
+        for (int i = 0; i < 30; ++i)
+            leaving << (i % 10 == 0 ? randomId("F", 60) : randomId("T", serial));
+        tree.removeNodes(leaving);
+        QCOMPARE(mismatchWithWalk(), QString());
+    }
+}
+
+QTEST_MAIN(TestLogicalTree)
+#include "tst_logicaltree.moc"
