@@ -540,3 +540,8 @@ bool NodeDataCommander::isTopologyRetrieved() const { return m_flags[Topology].r
 bool NodeDataCommander::isServerInfoRetrieved() const { return m_flags[ServerInfo].retrieved; }
 bool NodeDataCommander::isLogicalTreeRetrieved() const { return m_flags[LogicalTree].retrieved; }
 bool NodeDataCommander::isLocationRetrieved() const { return m_flags[Location].retrieved; }
+
+void NodeDataCommander::sendLogicalTreeRequest(const QString& requestName, const QVariant& arguments)
+{
+    emit sendCommand(requestName, arguments, nullptr, false);
+}

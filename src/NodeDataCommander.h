@@ -132,6 +132,9 @@ public:
     void retrieveServerInfo(const QString& stationId);
     void retrieveRuleInfo(const QString& stationId);
     void getCameraStatus(const QString& stationId, const QString& cameraId);
+    // The user's edits of the logical tree: requests without a station context,
+    // whose answers only confirm or refuse.
+    void sendLogicalTreeRequest(const QString& requestName, const QVariant& arguments);
 
     bool isNodeInfoRetrieved() const;
     bool isCamStatusRetrieved() const;

@@ -64,6 +64,7 @@ bool PluginTopologyMgt::Init(QQmlContext*)
 void PluginTopologyMgt::PluginServerConnected()
 {
     m_commander.start();
+    m_logicalTree.createDefaultNodes();
     if (m_framework)
         m_framework->SendRequest(m_hostHandle, m_pluginId, QStringLiteral("whoAmI"), QVariant(), nullptr, false,
                                  QString());
@@ -72,6 +73,7 @@ void PluginTopologyMgt::PluginServerConnected()
 void PluginTopologyMgt::PluginServerDisconnected()
 {
     m_commander.reset();
+    m_logicalTree.clear();
     m_deviceTree.clear();
     emit serverDisconnected();
 }
@@ -343,4 +345,168 @@ bool PluginTopologyMgt::hasStationOrCameraInRootStation() const
 bool PluginTopologyMgt::existedInDeviceTree(const QString& nodeId) const
 {
     return m_deviceTree.contains(nodeId);
+}
+
+// ---- Logical tree ------------------------------------------------------------
+
+void PluginTopologyMgt::retrieveLogicalTree()
+{
+    m_commander.retrieveLogicalTree();
+}
+
+void PluginTopologyMgt::setLogicalTreeSettingStatus(const QString& cameraNodeID, const QString& stationId, int status)
+{
+    m_logicalTree.setSettingStatusOfCamera(cameraNodeId(stationId, cameraNodeID), status);
+}
+
+void PluginTopologyMgt::setLogicalTreeSettingStatus(const QString& treeId, int status)
+{
+    m_logicalTree.setSettingStatus(treeId, status);
+}
+
+void PluginTopologyMgt::moveLogicalTreeNode(const QStringList& sourceIDList, const QString& destinationID)
+{
+    m_commander.sendLogicalTreeRequest(QStringLiteral("moveLogicalTreeNode"),
+                                       QVariantMap{{QStringLiteral("moveSourceIDList"), sourceIDList},
+                                                   {QStringLiteral("moveDestinationID"), destinationID}});
+}
+
+void PluginTopologyMgt::renameLogicalTreeFolder(const QString& treeNodeId, const QString& newName)
+{
+    m_commander.sendLogicalTreeRequest(QStringLiteral("renameLogicalTreeFolder"),
+                                       QVariantMap{{QStringLiteral("treeNodeId"), treeNodeId},
+                                                   {QStringLiteral("name"), newName}});
+}
+
+void PluginTopologyMgt::insertLogicalTreeFolder(const QString& folderName, const QString& parentFolderUid)
+{
+    m_commander.sendLogicalTreeRequest(QStringLiteral("InsertFolderLogical"),
+                                       QVariantMap{{QStringLiteral("parentFolderUid"), parentFolderUid},
+                                                   {QStringLiteral("newFolderName"), folderName}});
+}
+
+// Only folders and cameras are sent; other kinds in the selection are dropped.
+void PluginTopologyMgt::removeLogicalTreeItem(const QStringList& treeIDs, bool bKeepContents)
+{
+    const LogicalTree::RemovingNodes selection = m_logicalTree.nodesToBeRemoved(treeIDs);
+    m_commander.sendLogicalTreeRequest(QStringLiteral("removeLogicalTreeItem"),
+                                       QVariantMap{{QStringLiteral("folderIDList"), selection.folderNodes},
+                                                   {QStringLiteral("orphanIDList"), selection.cameraNodes},
+                                                   {QStringLiteral("keepContents"), bKeepContents}});
+}
+
+void PluginTopologyMgt::addDeviceIntoLogicalTree(const QStringList& cameraNodeIdList, const QString& destinationId)
+{
+    m_commander.sendLogicalTreeRequest(QStringLiteral("addDeviceIntoLogicalTree"),
+                                       QVariantMap{{QStringLiteral("addDeviceNodeIdList"), cameraNodeIdList},
+                                                   {QStringLiteral("addDeviceDestinationId"), destinationId}});
+}
+
+void PluginTopologyMgt::addStationIntoLogicalTree(const QStringList& stationUIDList, const QStringList& stationNameList,
+                                                  const QString& destinationId)
+{
+    m_commander.sendLogicalTreeRequest(QStringLiteral("addStationIntoLogicalTree"),
+                                       QVariantMap{{QStringLiteral("addStationIdList"), stationUIDList},
+                                                   {QStringLiteral("addStationNameList"), stationNameList},
+                                                   {QStringLiteral("addStationDestinationId"), destinationId}});
+}
+
+void PluginTopologyMgt::getLogicalTreePathIds(const QVariantList& nodeIds)
+{
+    m_commander.sendLogicalTreeRequest(QStringLiteral("lookupLogicalTreePathIds"), nodeIds);
+}
+
+void PluginTopologyMgt::addLogicalTreeDefaultRootNode()
+{
+    m_logicalTree.createDefaultNodesForStandalonePlayer();
+}
+
+QVariantMap PluginTopologyMgt::getLogicalTreeMap() const
+{
+    return fillCameraNameToLogicalTree(m_logicalTreeServerMap);
+}
+
+QVariant PluginTopologyMgt::logicalTreeInfoFrom(const QString& treeID, int role) const
+{
+    return m_logicalTree.data(treeID, role);
+}
+
+bool PluginTopologyMgt::existedInLogicalTree(const QString& cameraId) const
+{
+    return m_logicalTree.existed(cameraId);
+}
+
+// Unlike the other edits this one goes straight to the framework; its answer
+// only says that the servers are done.
+void PluginTopologyMgt::restoreUngroupedDevices()
+{
+    if (m_framework)
+        m_framework->SendRequest(m_hostHandle, m_pluginId, QStringLiteral("restoreUngroupedDevices"), QVariant(),
+                                 nullptr, false, QString());
+}
+
+// Cameras in the servers' tree carry no name; the device tree knows it.
+QVariantMap PluginTopologyMgt::fillCameraNameToLogicalTree(const QVariantMap& treeNode) const
+{
+    QVariantMap filled = treeNode;
+    const QString name = treeNode.value(QStringLiteral("name")).toString();
+    const QString nodeId = treeNode.value(QStringLiteral("nodeUID")).toString();
+    if (name.isEmpty() && m_deviceTree.contains(nodeId)) {
+        filled.insert(QStringLiteral("nodeUID"), nodeId);
+        filled.insert(QStringLiteral("name"), m_deviceTree.data(nodeId, StandardTopologyModel::nameRole));
+        filled.insert(QStringLiteral("ip"), m_deviceTree.data(nodeId, StandardTopologyModel::ipRole));
+        filled.insert(QStringLiteral("port"), m_deviceTree.data(nodeId, StandardTopologyModel::portRole));
+        filled.insert(QStringLiteral("brand"), m_deviceTree.data(nodeId, StandardTopologyModel::brandRole));
+        filled.insert(QStringLiteral("model"), m_deviceTree.data(nodeId, StandardTopologyModel::modelRole));
+    }
+    if (treeNode.contains(QStringLiteral("children"))) {
+        QVariantList children;
+        for (const QVariant& child : treeNode.value(QStringLiteral("children")).toList())
+            children.append(fillCameraNameToLogicalTree(child.toMap()));
+        filled.insert(QStringLiteral("children"), children);
+    }
+    return filled;
+}
+
+QVariantList PluginTopologyMgt::addDiDoNumToLogicalTreeCameraData(const QVariantList& cameras) const
+{
+    QVariantList completed;
+    completed.reserve(cameras.size());
+    for (const QVariant& entry : cameras) {
+        QVariantMap camera = entry.toMap();
+        const QString cameraId = camera.value(QStringLiteral("camNodeUid")).toString();
+        camera.insert(QStringLiteral("diNum"), m_deviceTree.data(cameraId, StandardTopologyModel::diCountRole).toInt());
+        camera.insert(QStringLiteral("doNum"), m_deviceTree.data(cameraId, StandardTopologyModel::doCountRole).toInt());
+        completed.append(camera);
+    }
+    return completed;
+}
+
+// A station's own DI/DO and the external devices behind it are shown in the
+// logical tree as I/O devices.
+void PluginTopologyMgt::updateStationDiDoInLogicalTreeModel(const std::vector<QVariantMap>& stations)
+{
+    QVariantList stationDevices;
+    QStringList stationIds;
+    for (const QVariantMap& station : stations) {
+        const QString stationId = station.value(QStringLiteral("idRole")).toString();
+        if (stationId.isEmpty())
+            continue;
+        const int separator = int(stationId.lastIndexOf(QLatin1Char('/')));
+        stationDevices.append(QVariantMap{{QStringLiteral("NodeID"), stationId},
+                                          {QStringLiteral("RefName"), station.value(QStringLiteral("nameRole"))},
+                                          {QStringLiteral("DINameList"), station.value(QStringLiteral("diNameListRole"))},
+                                          {QStringLiteral("DONameList"), station.value(QStringLiteral("doNameListRole"))},
+                                          {QStringLiteral("RelayPath"),
+                                           separator < 0 ? QString() : stationId.left(separator)}});
+        stationIds.append(stationId);
+    }
+    if (stationDevices.isEmpty())
+        return;
+    m_logicalTree.insertIoDevices(stationDevices, LogicalTreeModel::StationIoDevice);
+    for (const QString& stationId : stationIds) {
+        const QVariantList externalDevices = m_deviceTree.getAllExternalDeviceInfoUnderSubstation(stationId);
+        if (!externalDevices.isEmpty())
+            m_logicalTree.insertIoDevices(externalDevices, LogicalTreeModel::ExternalDevice);
+    }
 }

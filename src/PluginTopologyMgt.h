@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DeviceTree.h"
+#include "LogicalTree.h"
 #include "NodeDataCommander.h"
 #include "PluginBase.h"
 #include "TopologyPayloadParser.h"
@@ -131,6 +132,24 @@ public:
     Q_INVOKABLE QVariant deviceInfoFrom(const QString& nodeId, const QString& roleName) const;
     Q_INVOKABLE void refreshCameraInfo(const QVariantMap& camera, bool refresh);
 
+    // Logical tree: edits are requests; the tree changes when the servers broadcast them.
+    Q_INVOKABLE void retrieveLogicalTree();
+    Q_INVOKABLE void setLogicalTreeSettingStatus(const QString& cameraNodeID, const QString& stationId, int status);
+    Q_INVOKABLE void setLogicalTreeSettingStatus(const QString& treeId, int status);
+    Q_INVOKABLE void moveLogicalTreeNode(const QStringList& sourceIDList, const QString& destinationID);
+    Q_INVOKABLE void renameLogicalTreeFolder(const QString& treeNodeId, const QString& newName);
+    Q_INVOKABLE void insertLogicalTreeFolder(const QString& folderName, const QString& parentFolderUid);
+    Q_INVOKABLE void removeLogicalTreeItem(const QStringList& treeIDs, bool bKeepContents);
+    Q_INVOKABLE void addDeviceIntoLogicalTree(const QStringList& cameraNodeIdList, const QString& destinationId);
+    Q_INVOKABLE void addStationIntoLogicalTree(const QStringList& stationUIDList, const QStringList& stationNameList,
+                                               const QString& destinationId);
+    Q_INVOKABLE void getLogicalTreePathIds(const QVariantList& nodeIds);
+    Q_INVOKABLE void addLogicalTreeDefaultRootNode();
+    Q_INVOKABLE QVariantMap getLogicalTreeMap() const;
+    Q_INVOKABLE QVariant logicalTreeInfoFrom(const QString& treeID, int role) const;
+    Q_INVOKABLE bool existedInLogicalTree(const QString& cameraId) const;
+    Q_INVOKABLE void restoreUngroupedDevices();
+
     // Device models and device-tree queries.
     Q_INVOKABLE QAbstractItemModel* getStandardTopologyModel();
     Q_INVOKABLE QVariantMap getValuesFromModel(int modelType, const QString& keyRoleName,
@@ -160,6 +179,7 @@ public:
     QString decryptUrlString(const QString& text) const;
     QStringList generateDefaultDiDoNameList(const QString& prefix, int count) const;
 
+    LogicalTree& logicalTree() { return m_logicalTree; }
     DeviceTree& deviceTree() { return m_deviceTree; }
     const DeviceTree& deviceTree() const { return m_deviceTree; }
 
@@ -177,6 +197,27 @@ private:
     void HandleRetrieveLoginStationInfo(const QVariant& respData, const QString& returnCode);
     void HandleRetrieveSrvInfo(const QVariant& respData, const QString& returnCode);
     void HandleExternalDevicesRetrieve(const QVariant& respData);
+    void HandleRetrieveLogicalTree(const QVariant& respData, const QString& returnCode, const QString& stationId);
+    void HandleMoveLogicalTreeNode(const QString& returnCode);
+    void HandleRenameLogicalTreeFolder(const QVariant& respData, const QString& returnCode);
+    void HandleRemoveLogicalTreeItem(const QString& returnCode);
+    void HandleAddDeviceIntoLogicalTree(const QString& returnCode);
+    void HandleAddStationIntoLogicalTree(const QString& returnCode);
+    void HandleLookupLogicalTreePathId(const QVariant& respData);
+    void HandleRestoreUngroupedDevices();
+
+    // Broadcast handlers.
+    void HandleBroadcastCamInsertLogical(const QVariant& notify);
+    void HandleBroadcastCamDeleteLogical(const QVariant& notify);
+    void HandleBroadcastMoveLogicalTreeNode(const QVariant& notify);
+    void HandleBroadcastInsertLogicalFolder(const QVariant& notify);
+    void HandleBroadcastRenameLogicalTreeNode(const QVariant& notify);
+    void HandleBroadcastRemoveLogicalTreeFolder(const QVariant& notify);
+
+    // Feeding the logical tree from the device tree.
+    QVariantMap fillCameraNameToLogicalTree(const QVariantMap& treeNode) const;
+    QVariantList addDiDoNumToLogicalTreeCameraData(const QVariantList& cameras) const;
+    void updateStationDiDoInLogicalTreeModel(const std::vector<QVariantMap>& stations);
 
     void emitDiDoNodeChangedSignal(const std::vector<QVariantMap>& records);
     void storeDiDoStates(const std::vector<QVariantMap>& records);
@@ -187,6 +228,9 @@ private:
     NodeDataCommander m_commander;
     DeviceTree m_deviceTree;
     TopologyPayloadParser m_payloadParser{m_deviceTree};
+    LogicalTree m_logicalTree;
+    // The last logical tree the servers sent, as sent; replaced by each successful retrieval.
+    QVariantMap m_logicalTreeServerMap;
     // Camera identifier -> the camera information record built from the node information answers.
     QMap<QString, QVariantMap> m_cameraInfoMap;
     // Node identifier -> the on/off state of each digital input and output.

@@ -23,11 +23,27 @@ void PluginTopologyMgt::initialCommandHandlerMap()
         return [this, handler](const QVariant& data, void* context, const QString& code, bool completed,
                                const QString&) { (this->*handler)(data, context, code, completed); };
     };
+    const auto dataCodeOrigin =
+        [this](void (Self::*handler)(const QVariant&, const QString&, const QString&)) -> CommandHandler {
+        return [this, handler](const QVariant& data, void*, const QString& code, bool, const QString& origin) {
+            (this->*handler)(data, code, origin);
+        };
+    };
+    const auto codeOnly = [this](void (Self::*handler)(const QString&)) -> CommandHandler {
+        return [this, handler](const QVariant&, void*, const QString& code, bool, const QString&) {
+            (this->*handler)(code);
+        };
+    };
     const auto dataOnly = [this](void (Self::*handler)(const QVariant&)) -> CommandHandler {
         return [this, handler](const QVariant& data, void*, const QString&, bool, const QString&) {
             (this->*handler)(data);
         };
     };
+    const auto nothing = [this](void (Self::*handler)()) -> CommandHandler {
+        return [this, handler](const QVariant&, void*, const QString&, bool, const QString&) { (this->*handler)(); };
+    };
+    // The new folder arrives with its broadcast; the answer itself carries nothing to act on.
+    const CommandHandler ignored = [](const QVariant&, void*, const QString&, bool, const QString&) {};
 
     m_commandHandlerMap.emplace(QStringLiteral("RetrieveDeviceTopology"), dataAndCode(&Self::HandleRetrieveDevTopology));
     m_commandHandlerMap.emplace(QStringLiteral("RetrieveAllCamInfo"),
@@ -37,7 +53,21 @@ void PluginTopologyMgt::initialCommandHandlerMap()
     m_commandHandlerMap.emplace(QStringLiteral("RetrieveLoginStationInfo"),
                                 dataAndCode(&Self::HandleRetrieveLoginStationInfo));
     m_commandHandlerMap.emplace(QStringLiteral("RetrieveServerInfo"), dataAndCode(&Self::HandleRetrieveSrvInfo));
+    m_commandHandlerMap.emplace(QStringLiteral("retrieveLogicalTree"), dataCodeOrigin(&Self::HandleRetrieveLogicalTree));
+    m_commandHandlerMap.emplace(QStringLiteral("moveLogicalTreeNode"), codeOnly(&Self::HandleMoveLogicalTreeNode));
+    m_commandHandlerMap.emplace(QStringLiteral("renameLogicalTreeFolder"),
+                                dataAndCode(&Self::HandleRenameLogicalTreeFolder));
+    m_commandHandlerMap.emplace(QStringLiteral("InsertFolderLogical"), ignored);
+    m_commandHandlerMap.emplace(QStringLiteral("removeLogicalTreeItem"), codeOnly(&Self::HandleRemoveLogicalTreeItem));
+    m_commandHandlerMap.emplace(QStringLiteral("addDeviceIntoLogicalTree"),
+                                codeOnly(&Self::HandleAddDeviceIntoLogicalTree));
+    m_commandHandlerMap.emplace(QStringLiteral("addStationIntoLogicalTree"),
+                                codeOnly(&Self::HandleAddStationIntoLogicalTree));
     m_commandHandlerMap.emplace(QStringLiteral("RetrieveExternalDevs"), dataOnly(&Self::HandleExternalDevicesRetrieve));
+    m_commandHandlerMap.emplace(QStringLiteral("lookupLogicalTreePathIds"),
+                                dataOnly(&Self::HandleLookupLogicalTreePathId));
+    m_commandHandlerMap.emplace(QStringLiteral("restoreUngroupedDevices"),
+                                nothing(&Self::HandleRestoreUngroupedDevices));
 }
 
 // ---- Topology payloads -----------------------------------------------------
@@ -126,11 +156,13 @@ void PluginTopologyMgt::HandleRetrieveNodeInfo(const QVariant& respData, void* p
     for (const QVariantMap& camera : cameras)
         m_cameraInfoMap.insert(camera.value(QStringLiteral("idRole")).toString(), camera);
     storeDiDoStates(cameras);
+    m_logicalTree.insertCameraDiDoNodes(cameras);
     emitDiDoNodeChangedSignal(cameras);
 
     const std::vector<QVariantMap> stations = parseStationsList(answer.value(QStringLiteral("stations")).toList());
     m_deviceTree.updateStationInfo(stations);
     storeDiDoStates(stations);
+    updateStationDiDoInLogicalTreeModel(stations);
     emitDiDoNodeChangedSignal(stations);
 
     emit deviceInfoRetrieved(station);
@@ -278,4 +310,53 @@ void PluginTopologyMgt::refreshCameraInfo(const QVariantMap& camera, bool refres
         return;
     }
     m_commander.retrieveCamInfo(stationId, QStringList{cameraId});
+}
+
+// ---- Logical tree replies --------------------------------------------------
+
+void PluginTopologyMgt::HandleRetrieveLogicalTree(const QVariant& respData, const QString& returnCode,
+                                                  const QString& stationId)
+{
+    if (returnCode != kSuccess) {
+        TOPOLOGY_LOG_ERROR("%s, RetrieveLogicalTree return code : %s", "PluginTopologyMgt::HandleRetrieveLogicalTree",
+                           returnCode);
+        return;
+    }
+    m_logicalTreeServerMap = respData.toMap();
+    m_logicalTree.set(m_logicalTreeServerMap, stationId);
+}
+
+void PluginTopologyMgt::HandleMoveLogicalTreeNode(const QString& returnCode)
+{
+    emit moveLogicalTreeNodeResp(returnCode == kSuccess);
+}
+
+void PluginTopologyMgt::HandleRenameLogicalTreeFolder(const QVariant& respData, const QString& returnCode)
+{
+    emit renameFolderResponded(respData.toString(), returnCode == kSuccess);
+}
+
+void PluginTopologyMgt::HandleRemoveLogicalTreeItem(const QString& returnCode)
+{
+    emit removeLogicalTreeItemResp(returnCode == kSuccess);
+}
+
+void PluginTopologyMgt::HandleAddDeviceIntoLogicalTree(const QString& returnCode)
+{
+    emit addDeviceIntoLogicalTreeResp(returnCode == kSuccess);
+}
+
+void PluginTopologyMgt::HandleAddStationIntoLogicalTree(const QString& returnCode)
+{
+    emit addStationIntoLogicalTreeResp(returnCode == kSuccess);
+}
+
+void PluginTopologyMgt::HandleLookupLogicalTreePathId(const QVariant& respData)
+{
+    emit getLogicalTreePathIdsResponse(respData.toList());
+}
+
+void PluginTopologyMgt::HandleRestoreUngroupedDevices()
+{
+    emit restoreUngroupedDevicesFinished();
 }
