@@ -61,7 +61,7 @@ public:
     Q_ENUM(Status)
 
     explicit StandardFailoverControl(QObject* parent = nullptr);
-    StandardFailoverControl(bool showRedundantServer, QObject* parent = nullptr);
+    explicit StandardFailoverControl(bool showRedundantServer, QObject* parent = nullptr);
 
     // Case-insensitive; NoMatch for every other word.
     static Status TransferToStatus(const QString& status);
