@@ -1,3 +1,4 @@
+#include "DeviceModelFactory.h"
 #include "DeviceSortFilterModel.h"
 #include "DeviceTree.h"
 
@@ -125,6 +126,7 @@ private slots:
     void followsTreeChanges();
     void readsOnlyWhatItFiltersOn();
     void sortsCamerasBeforeStationsByName();
+    void factoryBuildsTheConfiguredViews();
 };
 
 void TestDeviceSortFilterModel::filters_data()
@@ -279,6 +281,28 @@ void TestDeviceSortFilterModel::sortsCamerasBeforeStationsByName()
     // when a name changes, then the order follows
     f.tree.updateNodeName("R/C_1", "Zone");
     QCOMPARE(shownIds(f.proxy).mid(0, 3), (QStringList{"R", "R/C_10", "R/C_1"}));
+}
+
+void TestDeviceSortFilterModel::factoryBuildsTheConfiguredViews()
+{
+    DeviceTree tree;
+    buildInstallation(tree);
+    QObject owner;
+    QIdentityProxyModel failoverControl;
+    failoverControl.setSourceModel(tree.getModel());
+    const std::unique_ptr<DeviceSortFilterModel> unowned(
+            DeviceModelFactory::createFilteredStandardTopologyModel(tree.getModel(), nullptr));
+    const QList<QPair<DeviceSortFilterModel*, QStringList>> views = {
+            {unowned.get(), kAllVisible},
+            {DeviceModelFactory::createCountingCameraDeviceTreeModel(tree.getModel(), &owner), {"R", "R/C_1"}},
+            {DeviceModelFactory::createFailoverTopologyModel(&failoverControl, &owner), kAllVisible},
+            {DeviceModelFactory::createFailoverTopologyModelWithoutRedundantServer(&failoverControl, &owner),
+             kAllVisible},
+    };
+    for (const auto& [view, shown] : views) {
+        QCOMPARE(shownIds(*view), shown);
+        QVERIFY(view != unowned.get() ? view->parent() == &owner : view->parent() == nullptr);
+    }
 }
 
 QTEST_MAIN(TestDeviceSortFilterModel)
