@@ -2,6 +2,8 @@
 
 #include "StandardTopologyModel.h"
 
+#include <utility>
+
 using Model = StandardTopologyModel;
 
 namespace {

@@ -3,6 +3,7 @@
 #include "StandardTopologyModel.h"
 
 #include <algorithm>
+#include <utility>
 
 using Model = StandardTopologyModel;
 

@@ -300,6 +300,7 @@ void TestDeviceSortFilterModel::factoryBuildsTheConfiguredViews()
              kAllVisible},
     };
     for (const auto& [view, shown] : views) {
+        QAbstractItemModelTester tester(view, QAbstractItemModelTester::FailureReportingMode::Fatal);
         QCOMPARE(shownIds(*view), shown);
         QVERIFY(view != unowned.get() ? view->parent() == &owner : view->parent() == nullptr);
     }

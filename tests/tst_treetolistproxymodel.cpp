@@ -412,11 +412,12 @@ void TestTreeToListProxyModel::staysTheExpandedPartOfTheTreeUnderRandomEdits()
                 expectedRows(node, level + 1, out);
         }
     };
-    std::function<void(const QModelIndex&, QList<QModelIndex>&)> collect;
-    collect = [&](const QModelIndex& parent, QList<QModelIndex>& out) {
+    std::function<void(QModelIndex, QList<QModelIndex>&)> collect;
+    collect = [&](QModelIndex parent, QList<QModelIndex>& out) {
         for (int row = 0; row < model->rowCount(parent); ++row) {
-            out << model->index(row, 0, parent);
-            collect(out.last(), out);
+            const QModelIndex node = model->index(row, 0, parent);
+            out << node;
+            collect(node, out);
         }
     };
     QRandomGenerator random(20240611);
