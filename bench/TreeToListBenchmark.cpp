@@ -35,7 +35,7 @@ struct Installation
     QStringList cameraIds;
 };
 
-// The login station with stations of 99 cameras each: 100 rows per station.
+// The login station with stations of up to 99 cameras each, `rows` nodes in all.
 std::unique_ptr<Installation> buildInstallation(int rows)
 {
     auto installation = std::make_unique<Installation>();
@@ -43,19 +43,20 @@ std::unique_ptr<Installation> buildInstallation(int rows)
     tree.insertLoginStation(QStringLiteral("Root"), QStringLiteral("10.0.0.1"));
     tree.setDataMap(QString(), {{QStringLiteral("idRole"), QStringLiteral("R")},
                                 {QStringLiteral("nodeIDRole"), QStringLiteral("R")}});
-    const int stations = qMax(1, (rows - 1) / (kCamerasPerStation + 1));
+    QList<int> camerasPerStation;
+    for (int remaining = rows - 1; remaining > 0; remaining -= kCamerasPerStation + 1)
+        camerasPerStation << qMin(kCamerasPerStation, remaining - 1);
     QVariantList stationRecords;
-    for (int station = 0; station < stations; ++station) {
-        const QString id = QStringLiteral("S%1").arg(station);
-        stationRecords << QVariantMap{{QStringLiteral("nodeUID"), id},
+    for (int station = 0; station < camerasPerStation.size(); ++station) {
+        stationRecords << QVariantMap{{QStringLiteral("nodeUID"), QStringLiteral("S%1").arg(station)},
                                       {QStringLiteral("nodeName"), QStringLiteral("Station %1").arg(station)},
                                       {QStringLiteral("nodeType"), QStringLiteral("Station")}};
     }
     tree.insertNewNodes(QStringLiteral("R"), stationRecords);
-    for (int station = 0; station < stations; ++station) {
+    for (int station = 0; station < camerasPerStation.size(); ++station) {
         const QString stationId = QStringLiteral("S%1").arg(station);
         QVariantList cameras;
-        for (int channel = 1; channel <= kCamerasPerStation; ++channel) {
+        for (int channel = 1; channel <= camerasPerStation.at(station); ++channel) {
             const QString id = stationId + QStringLiteral("/C_%1").arg(channel);
             installation->cameraIds << id;
             cameras << QVariantMap{{QStringLiteral("nodeUID"), id},
