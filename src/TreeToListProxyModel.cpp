@@ -243,42 +243,55 @@ void TreeToListProxyModel::sourceRowsAboutToBeRemoved(const QModelIndex& parent,
     }
 
     const ChildRows place = childRowsOf(parent);
-    if (place.items) {
-        ItemList& items = *place.items;
-        std::vector<std::pair<int, int>> runs;
-        if (place.visible) {
-            for (const QModelIndex& child : std::as_const(leaving)) {
-                const int at = visibleRowOf(child);
-                if (at >= place.begin && at < place.end)
-                    runs.emplace_back(at, subtreeEnd(items, at));
-            }
-            std::sort(runs.begin(), runs.end());
-        } else {
-            for (int at = place.begin; at < place.end; ++at) {
-                if (leaving.contains(items[size_t(at)].sourceIndex)) {
-                    runs.emplace_back(at, subtreeEnd(items, at));
-                    at = runs.back().second - 1;
-                }
-            }
-        }
-        std::vector<std::pair<int, int>> merged;
-        for (const auto& run : runs) {
-            if (!merged.empty() && run.first <= merged.back().second)
-                merged.back().second = std::max(merged.back().second, run.second);
-            else
-                merged.push_back(run);
-        }
-        for (auto run = merged.rbegin(); run != merged.rend(); ++run) {
-            if (place.visible)
-                removeVisible(run->first, run->second - 1);
-            else
-                items.erase(items.begin() + run->first, items.begin() + run->second);
-        }
-    }
+    if (place.items)
+        removeRuns(place, leavingRuns(place, leaving));
 
     if (parent.isValid() && source->rowCount(parent) == last - first + 1) {
         takeEntry(parent);
         m_parentLosingChildren = parent;
+    }
+}
+
+std::vector<std::pair<int, int>> TreeToListProxyModel::leavingRuns(const ChildRows& place,
+                                                                 const QSet<QModelIndex>& leaving) const
+{
+    // Each leaving node takes the rows of its subtree along: [first, end) runs,
+    // merged where they touch.
+    const ItemList& items = *place.items;
+    std::vector<std::pair<int, int>> runs;
+    if (place.visible) {
+        for (const QModelIndex& node : leaving) {
+            const int at = visibleRowOf(node);
+            if (at >= place.begin && at < place.end)
+                runs.emplace_back(at, subtreeEnd(items, at));
+        }
+        std::sort(runs.begin(), runs.end());
+    } else {
+        for (int at = place.begin; at < place.end; ++at) {
+            if (leaving.contains(items[size_t(at)].sourceIndex)) {
+                runs.emplace_back(at, subtreeEnd(items, at));
+                at = runs.back().second - 1;
+            }
+        }
+    }
+    std::vector<std::pair<int, int>> merged;
+    for (const auto& run : runs) {
+        if (!merged.empty() && run.first <= merged.back().second)
+            merged.back().second = std::max(merged.back().second, run.second);
+        else
+            merged.push_back(run);
+    }
+    return merged;
+}
+
+void TreeToListProxyModel::removeRuns(const ChildRows& place, const std::vector<std::pair<int, int>>& runs)
+{
+    // Last run first, so that the earlier runs keep their positions.
+    for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
+        if (place.visible)
+            removeVisible(run->first, run->second - 1);
+        else
+            place.items->erase(place.items->begin() + run->first, place.items->begin() + run->second);
     }
 }
 

@@ -6,6 +6,7 @@
 #include <QPersistentModelIndex>
 #include <QSet>
 
+#include <utility>
 #include <vector>
 
 // Shows a tree model (the device model, a filtered device model, a logical tree)
@@ -112,6 +113,8 @@ private:
     int depthOf(const QModelIndex& sourceIndex) const;
     ChildRows childRowsOf(const QModelIndex& sourceParent);
     int insertPosition(const ChildRows& place, const QModelIndex& sourceParent, int last) const;
+    std::vector<std::pair<int, int>> leavingRuns(const ChildRows& place, const QSet<QModelIndex>& leaving) const;
+    void removeRuns(const ChildRows& place, const std::vector<std::pair<int, int>>& runs);
     void appendChildRows(const QModelIndex& sourceParent, int level, ItemList& out, const QSet<QModelIndex>& expanded);
     void storeCollapsed(const QModelIndex& node, int childLevel, const QSet<QModelIndex>& expanded);
     void forgetEntriesUnder(const QModelIndex& node);
