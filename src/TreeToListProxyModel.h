@@ -32,9 +32,10 @@
 //   that had none are stored collapsed under it.
 // - Rows removed together go in one removal block per run of adjacent list rows,
 //   last run first.
-// - A source layout change (for example a sorting source re-sorting) and a row
-//   move rebuild the list from the source in the new order, keeping which nodes
-//   were expanded; persistent proxy indexes follow their nodes.
+// - A source layout change (for example a sorting source re-sorting), a row move
+//   and a column change rebuild the list from the source in its new shape,
+//   keeping which nodes were expanded; persistent proxy indexes follow their
+//   nodes.
 // - Expanding a collapsed row whose children were never reported to the proxy
 //   (the source added them with its signals blocked) takes them from the source.
 class TreeToListProxyModel : public QAbstractProxyModel
