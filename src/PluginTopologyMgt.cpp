@@ -3,6 +3,10 @@
 #include "FrameworkWrapperBase.h"
 #include "ModuleLog.h"
 #include "RequestContexts.h"
+#include "DeviceModelFactory.h"
+#include "DeviceSortFilterModel.h"
+#include "EventDeviceModel.h"
+#include "TreeToListProxyModel.h"
 #include "StandardTopologyModel.h"
 
 #include <new>
@@ -21,7 +25,13 @@ QString cameraNodeId(const QString& stationId, const QString& cameraId)
 
 PluginTopologyMgt::PluginTopologyMgt() = default;
 
-PluginTopologyMgt::~PluginTopologyMgt() = default;
+PluginTopologyMgt::~PluginTopologyMgt()
+{
+    if (m_failoverControl)
+        m_failoverControl->deleteLater();
+    if (m_failoverControlWithoutRedundantServer)
+        m_failoverControlWithoutRedundantServer->deleteLater();
+}
 
 bool PluginTopologyMgt::InitialPluginBase(QQmlContext* context, void* handle, FrameworkWrapperBase* framework)
 {
@@ -49,8 +59,14 @@ bool PluginTopologyMgt::Init(QQmlContext*)
     connect(&m_commander, &NodeDataCommander::handleGetAllNodeInfo, this, &PluginTopologyMgt::HandleRetrieveNodeInfo);
 
     try {
-        // The failover controls, the logical tree's data models, the list writer
-        // and the web page controller are created here as their parts arrive.
+        m_failoverControl = new StandardFailoverControl(this);
+        m_failoverControl->setSourceModel(m_deviceTree.getModel());
+        m_failoverControlWithoutRedundantServer = new StandardFailoverControl(false, this);
+        m_failoverControlWithoutRedundantServer->setSourceModel(m_deviceTree.getModel());
+        connect(m_failoverControl, &StandardFailoverControl::stationTakenOverChanged, this,
+                &PluginTopologyMgt::stationTakenOverChanged);
+        connect(m_failoverControl, &StandardFailoverControl::failoverStatusChanged, this,
+                &PluginTopologyMgt::failoverStatusChanged);
     } catch (const std::bad_alloc&) {
         TOPOLOGY_LOG_ERROR("%s, std::bad_alloc", "PluginTopologyMgt::Init");
         return false;
@@ -75,6 +91,10 @@ void PluginTopologyMgt::PluginServerDisconnected()
     m_commander.reset();
     m_logicalTree.clear();
     m_deviceTree.clear();
+    if (m_failoverControl)
+        m_failoverControl->clear();
+    if (m_failoverControlWithoutRedundantServer)
+        m_failoverControlWithoutRedundantServer->clear();
     emit serverDisconnected();
 }
 
@@ -190,6 +210,71 @@ void PluginTopologyMgt::getServerInfo()
 QAbstractItemModel* PluginTopologyMgt::getStandardTopologyModel()
 {
     return m_deviceTree.getModel();
+}
+
+QAbstractItemModel* PluginTopologyMgt::getFilteredStandardTopologyModel(QObject* parent)
+{
+    return DeviceModelFactory::createFilteredStandardTopologyModel(m_deviceTree.getModel(), parent);
+}
+
+QAbstractItemModel* PluginTopologyMgt::getTrendMicroDeviceModel(QObject* parent)
+{
+    return DeviceModelFactory::createTrendMicroDeviceModel(m_deviceTree.getModel(), parent);
+}
+
+QAbstractItemModel* PluginTopologyMgt::getSmartVCADeviceModel(QObject* parent)
+{
+    return DeviceModelFactory::createSmartVCADeviceModel(m_deviceTree.getModel(), parent);
+}
+
+QAbstractItemModel* PluginTopologyMgt::getThermalDeviceModel(QObject* parent)
+{
+    return DeviceModelFactory::createThermalDeviceModel(m_deviceTree.getModel(), parent);
+}
+
+QAbstractItemModel* PluginTopologyMgt::getGeneralDeviceModel(QObject* parent)
+{
+    return DeviceModelFactory::createGeneralDeviceModel(m_deviceTree.getModel(), parent);
+}
+
+QAbstractItemModel* PluginTopologyMgt::getCountingCameraDeviceTreeModel(QObject* parent)
+{
+    return DeviceModelFactory::createCountingCameraDeviceTreeModel(m_deviceTree.getModel(), parent);
+}
+
+QAbstractItemModel* PluginTopologyMgt::getTreeToListProxyModel(QObject* parent, QAbstractItemModel* source)
+{
+    return DeviceModelFactory::createTreeToListProxyModel(source, parent);
+}
+
+// ---- Failover --------------------------------------------------------------
+
+bool PluginTopologyMgt::isStationTakenOver(const QString& stationID) const
+{
+    return m_failoverControl && m_failoverControl->IsStationTakenOver(stationID);
+}
+
+QAbstractItemModel* PluginTopologyMgt::getFailoverTopologyModel(QObject* parent)
+{
+    if (!m_failoverControl)
+        return nullptr;
+    return DeviceModelFactory::createFailoverTopologyModel(m_failoverControl, parent);
+}
+
+QAbstractItemModel* PluginTopologyMgt::getFailoverTopologyModelWithoutRedundantServer(QObject* parent)
+{
+    if (!m_failoverControlWithoutRedundantServer)
+        return nullptr;
+    return DeviceModelFactory::createFailoverTopologyModelWithoutRedundantServer(
+        m_failoverControlWithoutRedundantServer, parent);
+}
+
+void PluginTopologyMgt::updateFailoverStatus(const QVariant& status)
+{
+    if (m_failoverControl)
+        m_failoverControl->UpdateStatus(status);
+    if (m_failoverControlWithoutRedundantServer)
+        m_failoverControlWithoutRedundantServer->UpdateStatus(status);
 }
 
 QVariantMap PluginTopologyMgt::getValuesFromModel(int modelType, const QString& keyRoleName,

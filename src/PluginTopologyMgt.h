@@ -2,6 +2,7 @@
 
 #include "DeviceTree.h"
 #include "LogicalTree.h"
+#include "StandardFailoverControl.h"
 #include "NodeDataCommander.h"
 #include "PluginBase.h"
 #include "TopologyPayloadParser.h"
@@ -150,8 +151,16 @@ public:
     Q_INVOKABLE bool existedInLogicalTree(const QString& cameraId) const;
     Q_INVOKABLE void restoreUngroupedDevices();
 
-    // Device models and device-tree queries.
+    // Device models and device-tree queries. Every getter but the first builds
+    // a new proxy owned by the given parent.
     Q_INVOKABLE QAbstractItemModel* getStandardTopologyModel();
+    Q_INVOKABLE QAbstractItemModel* getFilteredStandardTopologyModel(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getTrendMicroDeviceModel(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getSmartVCADeviceModel(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getThermalDeviceModel(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getGeneralDeviceModel(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getCountingCameraDeviceTreeModel(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getTreeToListProxyModel(QObject* parent, QAbstractItemModel* source);
     Q_INVOKABLE QVariantMap getValuesFromModel(int modelType, const QString& keyRoleName,
                                                const QString& valueRoleName) const;
     Q_INVOKABLE QVariant getValueFromModel(int modelType, const QString& idRole, const QString& roleName) const;
@@ -170,6 +179,11 @@ public:
     Q_INVOKABLE QVariantList getUpgradeStationTreeList() const;
     Q_INVOKABLE bool hasStationOrCameraInRootStation() const;
     Q_INVOKABLE bool existedInDeviceTree(const QString& nodeId) const;
+
+    // Failover.
+    Q_INVOKABLE bool isStationTakenOver(const QString& stationID) const;
+    Q_INVOKABLE QAbstractItemModel* getFailoverTopologyModel(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getFailoverTopologyModelWithoutRedundantServer(QObject* parent);
 
     // Topology payloads.
     QVariantMap createCameraInfoMap(const QVariantMap& cameraEntry, const QString& stationId) const;
@@ -205,6 +219,8 @@ private:
     void HandleAddStationIntoLogicalTree(const QString& returnCode);
     void HandleLookupLogicalTreePathId(const QVariant& respData);
     void HandleRestoreUngroupedDevices();
+    void HandleGetFailoverStatus(const QVariant& respData, const QString& origin);
+    void HandleGetRedundantServersStatus(const QVariant& respData);
 
     // Broadcast handlers.
     void HandleBroadcastCamInsertLogical(const QVariant& notify);
@@ -213,6 +229,9 @@ private:
     void HandleBroadcastInsertLogicalFolder(const QVariant& notify);
     void HandleBroadcastRenameLogicalTreeNode(const QVariant& notify);
     void HandleBroadcastRemoveLogicalTreeFolder(const QVariant& notify);
+    void HandleBroadcastFailoverStatusChanged(const QVariant& notify);
+    // Both failover controls follow every status report.
+    void updateFailoverStatus(const QVariant& status);
 
     // Feeding the logical tree from the device tree.
     QVariantMap fillCameraNameToLogicalTree(const QVariantMap& treeNode) const;
@@ -223,6 +242,9 @@ private:
     void storeDiDoStates(const std::vector<QVariantMap>& records);
     void storeDiDoState(const QString& nodeId, int inputCount, int outputCount);
 
+    // The failover control that shows redundant servers, and the one that hides them.
+    StandardFailoverControl* m_failoverControl = nullptr;
+    StandardFailoverControl* m_failoverControlWithoutRedundantServer = nullptr;
     std::map<QString, EventAction> m_eventActionMap;
     std::map<QString, CommandHandler> m_commandHandlerMap;
     NodeDataCommander m_commander;

@@ -21,6 +21,7 @@ void PluginTopologyMgt::initialEventActionMap()
                              bind(&Self::HandleBroadcastRenameLogicalTreeNode));
     m_eventActionMap.emplace(QStringLiteral("notifyRemoveLogicalTreeFolder"),
                              bind(&Self::HandleBroadcastRemoveLogicalTreeFolder));
+    m_eventActionMap.emplace(QStringLiteral("FailoverStatusChange"), bind(&Self::HandleBroadcastFailoverStatusChanged));
 }
 
 // ---- Logical tree broadcasts -----------------------------------------------
@@ -78,4 +79,15 @@ void PluginTopologyMgt::HandleBroadcastRemoveLogicalTreeFolder(const QVariant& n
     else
         m_logicalTree.removeNodes(folders);
     m_logicalTree.removeNodes(removal.value(QStringLiteral("orphanIDList")).toStringList());
+}
+
+// ---- Failover broadcasts -----------------------------------------------------
+
+void PluginTopologyMgt::HandleBroadcastFailoverStatusChanged(const QVariant& notify)
+{
+    if (!m_failoverControl)
+        return;
+    m_failoverControl->announceTakenOverChange(notify);
+    updateFailoverStatus(notify);
+    m_failoverControl->announceFailoverStatusChange(notify);
 }

@@ -29,6 +29,11 @@ void PluginTopologyMgt::initialCommandHandlerMap()
             (this->*handler)(data, code, origin);
         };
     };
+    const auto dataAndOrigin = [this](void (Self::*handler)(const QVariant&, const QString&)) -> CommandHandler {
+        return [this, handler](const QVariant& data, void*, const QString&, bool, const QString& origin) {
+            (this->*handler)(data, origin);
+        };
+    };
     const auto codeOnly = [this](void (Self::*handler)(const QString&)) -> CommandHandler {
         return [this, handler](const QVariant&, void*, const QString& code, bool, const QString&) {
             (this->*handler)(code);
@@ -64,6 +69,9 @@ void PluginTopologyMgt::initialCommandHandlerMap()
     m_commandHandlerMap.emplace(QStringLiteral("addStationIntoLogicalTree"),
                                 codeOnly(&Self::HandleAddStationIntoLogicalTree));
     m_commandHandlerMap.emplace(QStringLiteral("RetrieveExternalDevs"), dataOnly(&Self::HandleExternalDevicesRetrieve));
+    m_commandHandlerMap.emplace(QStringLiteral("GetFailoverStatus"), dataAndOrigin(&Self::HandleGetFailoverStatus));
+    m_commandHandlerMap.emplace(QStringLiteral("GetRedundantServersStatus"),
+                                dataOnly(&Self::HandleGetRedundantServersStatus));
     m_commandHandlerMap.emplace(QStringLiteral("lookupLogicalTreePathIds"),
                                 dataOnly(&Self::HandleLookupLogicalTreePathId));
     m_commandHandlerMap.emplace(QStringLiteral("restoreUngroupedDevices"),
@@ -359,4 +367,29 @@ void PluginTopologyMgt::HandleLookupLogicalTreePathId(const QVariant& respData)
 void PluginTopologyMgt::HandleRestoreUngroupedDevices()
 {
     emit restoreUngroupedDevicesFinished();
+}
+
+// ---- Failover replies --------------------------------------------------------
+
+// The take-over is announced from the report before the controls change, so
+// that listeners compare the news with the state they knew.
+void PluginTopologyMgt::HandleGetFailoverStatus(const QVariant& respData, const QString&)
+{
+    if (!m_failoverControl)
+        return;
+    m_failoverControl->announceTakenOverChange(respData);
+    updateFailoverStatus(respData);
+}
+
+void PluginTopologyMgt::HandleGetRedundantServersStatus(const QVariant& respData)
+{
+    if (!m_failoverControl)
+        return;
+    const QList<QVariant> entries = StandardFailoverControl::statusEntryList(respData);
+    m_failoverControl->announceTakenOverChanges(entries);
+    m_failoverControl->UpdateStatusList(entries);
+    if (m_failoverControlWithoutRedundantServer)
+        m_failoverControlWithoutRedundantServer->UpdateStatusList(entries);
+    emit deviceInfoRetrieved(QString());
+    emit cameraAndStationConnectionStatusRetrieved();
 }
