@@ -6,7 +6,10 @@
 #include "DeviceModelFactory.h"
 #include "DeviceSortFilterModel.h"
 #include "EventDeviceModel.h"
+#include "ListToFileWriter.h"
 #include "TreeToListProxyModel.h"
+#include "WebPageTreeFilterSortModel.h"
+#include "WebPageTreeModelController.h"
 #include "StandardTopologyModel.h"
 
 #include <new>
@@ -67,6 +70,8 @@ bool PluginTopologyMgt::Init(QQmlContext*)
                 &PluginTopologyMgt::stationTakenOverChanged);
         connect(m_failoverControl, &StandardFailoverControl::failoverStatusChanged, this,
                 &PluginTopologyMgt::failoverStatusChanged);
+        m_listToFileWriter = QSharedPointer<ListToFileWriter>::create();
+        m_webPageController = std::make_shared<WebPageTreeModelController>();
     } catch (const std::bad_alloc&) {
         TOPOLOGY_LOG_ERROR("%s, std::bad_alloc", "PluginTopologyMgt::Init");
         return false;
@@ -81,6 +86,7 @@ void PluginTopologyMgt::PluginServerConnected()
 {
     m_commander.start();
     m_logicalTree.createDefaultNodes();
+    getAllWebPage();
     if (m_framework)
         m_framework->SendRequest(m_hostHandle, m_pluginId, QStringLiteral("whoAmI"), QVariant(), nullptr, false,
                                  QString());
@@ -594,4 +600,95 @@ void PluginTopologyMgt::updateStationDiDoInLogicalTreeModel(const std::vector<QV
         if (!externalDevices.isEmpty())
             m_logicalTree.insertIoDevices(externalDevices, LogicalTreeModel::ExternalDevice);
     }
+}
+
+// ---- Web pages ---------------------------------------------------------------
+
+void PluginTopologyMgt::setWebPageTreeModelController(std::shared_ptr<WebPageTreeModelController> controller)
+{
+    m_webPageController = std::move(controller);
+}
+
+QAbstractItemModel* PluginTopologyMgt::getWebPageTreeSortFilterModel(QObject* parent)
+{
+    return m_webPageController ? m_webPageController->getSortFilterModel(parent) : nullptr;
+}
+
+bool PluginTopologyMgt::sendWebPageRequest(const QString& requestName, const QVariant& arguments)
+{
+    return m_framework
+        && m_framework->SendRequest(m_hostHandle, m_pluginId, requestName, arguments, nullptr, false, QString());
+}
+
+bool PluginTopologyMgt::addWebPage(const QString& pageName, const QString& url, int iconType)
+{
+    return sendWebPageRequest(QStringLiteral("addWebPage"), QVariantMap{{QStringLiteral("pageName"), pageName},
+                                                                        {QStringLiteral("url"), url},
+                                                                        {QStringLiteral("iconType"), iconType}});
+}
+
+bool PluginTopologyMgt::removeWebPage(const QString& id)
+{
+    return sendWebPageRequest(QStringLiteral("removeWebPage"), id);
+}
+
+bool PluginTopologyMgt::editWebPage(const QString& id, const QString& pageName, const QString& url, int iconType)
+{
+    return sendWebPageRequest(QStringLiteral("editWebPage"), QVariantMap{{QStringLiteral("id"), id},
+                                                                         {QStringLiteral("pageName"), pageName},
+                                                                         {QStringLiteral("url"), url},
+                                                                         {QStringLiteral("iconType"), iconType}});
+}
+
+bool PluginTopologyMgt::getAllWebPage()
+{
+    return sendWebPageRequest(QStringLiteral("getAllWebPage"), QVariant());
+}
+
+QString PluginTopologyMgt::queryWebPageName(const QString& id)
+{
+    return m_webPageController ? m_webPageController->queryWebPageName(id) : QString();
+}
+
+QString PluginTopologyMgt::queryWebPageUrl(const QString& id)
+{
+    return m_webPageController ? m_webPageController->queryWebPageUrl(id) : QString();
+}
+
+int PluginTopologyMgt::queryWebPageIconType(const QString& id) const
+{
+    return m_webPageController ? m_webPageController->queryWebPageIconType(id) : 0;
+}
+
+bool PluginTopologyMgt::replaceWebPages(const QVariant& pages)
+{
+    if (!m_webPageController)
+        return false;
+    m_webPageController->setAllWebPages(pages.toList());
+    emit webPageChanged();
+    return true;
+}
+
+// ---- List files --------------------------------------------------------------
+
+void PluginTopologyMgt::setListToFileWriter(QSharedPointer<IListToFileWriter> writer)
+{
+    m_listToFileWriter = std::move(writer);
+}
+
+QString PluginTopologyMgt::getStreamingUrlListFilePath()
+{
+    return m_listFileLocations.streamingUrlListFilePath();
+}
+
+void PluginTopologyMgt::generateStreamingUrlListFile(const QStringList& data)
+{
+    if (m_listToFileWriter)
+        m_listToFileWriter->write(getStreamingUrlListFilePath(), data);
+}
+
+void PluginTopologyMgt::generateMacListOfAllCamera(const QString& path)
+{
+    if (m_listToFileWriter)
+        m_listToFileWriter->write(ListFileLocations::macListFilePath(path), m_deviceTree.getMacListInBfsOrder());
 }

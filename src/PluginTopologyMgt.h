@@ -1,6 +1,8 @@
 #pragma once
 
 #include "DeviceTree.h"
+#include "IListToFileWriter.h"
+#include "ListFileLocations.h"
 #include "LogicalTree.h"
 #include "StandardFailoverControl.h"
 #include "NodeDataCommander.h"
@@ -12,9 +14,14 @@
 #include <QString>
 #include <QVariant>
 
+#include <QSharedPointer>
+
 #include <functional>
 #include <map>
+#include <memory>
 #include <vector>
+
+class WebPageTreeModelController;
 
 class QAbstractItemModel;
 class QQmlContext;
@@ -185,6 +192,26 @@ public:
     Q_INVOKABLE QAbstractItemModel* getFailoverTopologyModel(QObject* parent);
     Q_INVOKABLE QAbstractItemModel* getFailoverTopologyModelWithoutRedundantServer(QObject* parent);
 
+    // Web pages: requests go straight to the framework; the list comes back whole.
+    Q_INVOKABLE QAbstractItemModel* getWebPageTreeSortFilterModel(QObject* parent);
+    Q_INVOKABLE bool addWebPage(const QString& pageName, const QString& url, int iconType);
+    Q_INVOKABLE bool removeWebPage(const QString& id);
+    Q_INVOKABLE bool editWebPage(const QString& id, const QString& pageName, const QString& url, int iconType);
+    Q_INVOKABLE bool getAllWebPage();
+    Q_INVOKABLE QString queryWebPageName(const QString& id);
+    Q_INVOKABLE QString queryWebPageUrl(const QString& id);
+    Q_INVOKABLE int queryWebPageIconType(const QString& id) const;
+
+    // List files.
+    Q_INVOKABLE QString getStreamingUrlListFilePath();
+    Q_INVOKABLE void generateStreamingUrlListFile(const QStringList& data);
+    Q_INVOKABLE void generateMacListOfAllCamera(const QString& path);
+
+    // Replaceable collaborators, for hosts and tests.
+    void setWebPageTreeModelController(std::shared_ptr<WebPageTreeModelController> controller);
+    void setListToFileWriter(QSharedPointer<IListToFileWriter> writer);
+    void setListFileLocations(const ListFileLocations& locations) { m_listFileLocations = locations; }
+
     // Topology payloads.
     QVariantMap createCameraInfoMap(const QVariantMap& cameraEntry, const QString& stationId) const;
     std::vector<QVariantMap> parseCamerasList(const QVariantList& cameras, const QString& stationId) const;
@@ -221,6 +248,9 @@ private:
     void HandleRestoreUngroupedDevices();
     void HandleGetFailoverStatus(const QVariant& respData, const QString& origin);
     void HandleGetRedundantServersStatus(const QVariant& respData);
+    void HandleGetAllWebPageResponse(const QVariant& respData, const QString& returnCode);
+    bool replaceWebPages(const QVariant& pages);
+    bool sendWebPageRequest(const QString& requestName, const QVariant& arguments);
 
     // Broadcast handlers.
     void HandleBroadcastCamInsertLogical(const QVariant& notify);
@@ -230,6 +260,7 @@ private:
     void HandleBroadcastRenameLogicalTreeNode(const QVariant& notify);
     void HandleBroadcastRemoveLogicalTreeFolder(const QVariant& notify);
     void HandleBroadcastFailoverStatusChanged(const QVariant& notify);
+    void HandleBroadcastWebPageChanged(const QVariant& notify);
     // Both failover controls follow every status report.
     void updateFailoverStatus(const QVariant& status);
 
@@ -242,6 +273,8 @@ private:
     void storeDiDoStates(const std::vector<QVariantMap>& records);
     void storeDiDoState(const QString& nodeId, int inputCount, int outputCount);
 
+    QSharedPointer<IListToFileWriter> m_listToFileWriter;
+    ListFileLocations m_listFileLocations;
     // The failover control that shows redundant servers, and the one that hides them.
     StandardFailoverControl* m_failoverControl = nullptr;
     StandardFailoverControl* m_failoverControlWithoutRedundantServer = nullptr;
@@ -262,6 +295,7 @@ private:
         QList<bool> outputs;
     };
     QHash<QString, DiDoState> m_diDoStates;
+    std::shared_ptr<WebPageTreeModelController> m_webPageController;
     QString m_clientId;
     int m_trailing = 0;
 };

@@ -22,6 +22,7 @@ void PluginTopologyMgt::initialEventActionMap()
     m_eventActionMap.emplace(QStringLiteral("notifyRemoveLogicalTreeFolder"),
                              bind(&Self::HandleBroadcastRemoveLogicalTreeFolder));
     m_eventActionMap.emplace(QStringLiteral("FailoverStatusChange"), bind(&Self::HandleBroadcastFailoverStatusChanged));
+    m_eventActionMap.emplace(QStringLiteral("NotifyWebPageChanged"), bind(&Self::HandleBroadcastWebPageChanged));
 }
 
 // ---- Logical tree broadcasts -----------------------------------------------
@@ -90,4 +91,13 @@ void PluginTopologyMgt::HandleBroadcastFailoverStatusChanged(const QVariant& not
     m_failoverControl->announceTakenOverChange(notify);
     updateFailoverStatus(notify);
     m_failoverControl->announceFailoverStatusChange(notify);
+}
+
+// ---- Web page broadcasts -----------------------------------------------------
+
+// Another client changed the list: it is replaced exactly as by a reply.
+void PluginTopologyMgt::HandleBroadcastWebPageChanged(const QVariant& notify)
+{
+    if (replaceWebPages(notify))
+        emit notifyWebPageChanged(notify.toList());
 }

@@ -69,6 +69,7 @@ void PluginTopologyMgt::initialCommandHandlerMap()
     m_commandHandlerMap.emplace(QStringLiteral("addStationIntoLogicalTree"),
                                 codeOnly(&Self::HandleAddStationIntoLogicalTree));
     m_commandHandlerMap.emplace(QStringLiteral("RetrieveExternalDevs"), dataOnly(&Self::HandleExternalDevicesRetrieve));
+    m_commandHandlerMap.emplace(QStringLiteral("getAllWebPage"), dataAndCode(&Self::HandleGetAllWebPageResponse));
     m_commandHandlerMap.emplace(QStringLiteral("GetFailoverStatus"), dataAndOrigin(&Self::HandleGetFailoverStatus));
     m_commandHandlerMap.emplace(QStringLiteral("GetRedundantServersStatus"),
                                 dataOnly(&Self::HandleGetRedundantServersStatus));
@@ -392,4 +393,15 @@ void PluginTopologyMgt::HandleGetRedundantServersStatus(const QVariant& respData
         m_failoverControlWithoutRedundantServer->UpdateStatusList(entries);
     emit deviceInfoRetrieved(QString());
     emit cameraAndStationConnectionStatusRetrieved();
+}
+
+// ---- Web page replies --------------------------------------------------------
+
+// The list always comes whole; the reply also answers getAllWebPage's callers.
+void PluginTopologyMgt::HandleGetAllWebPageResponse(const QVariant& respData, const QString& returnCode)
+{
+    if (returnCode != kSuccess)
+        return;
+    if (replaceWebPages(respData))
+        emit getAllWebPageResp(respData.toList());
 }

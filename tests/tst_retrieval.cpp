@@ -69,11 +69,11 @@ private slots:
 
         given.plugin.PluginServerConnected();
 
-        // What leaves at once: the start sequence, then the client's identity.
+        // What leaves at once: the start sequence, the web pages, then the client's identity.
         QCOMPARE(given.framework.commandNames(),
                  (QStringList{QStringLiteral("RetrieveLoginStationInfo"), QStringLiteral("retrieveLogicalTree"),
                               QStringLiteral("RetrieveAllNodeInfo"), QStringLiteral("RetrieveAllDeviceTopology"),
-                              QStringLiteral("whoAmI")}));
+                              QStringLiteral("getAllWebPage"), QStringLiteral("whoAmI")}));
         QVERIFY(given.framework.requests().first().blocking);
         QTRY_VERIFY(given.allRetrieved());
 
