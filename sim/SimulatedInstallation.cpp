@@ -236,6 +236,7 @@ void SimulatedInstallation::sendNextBroadcast()
 {
     const int entryIndex = m_nextBroadcast++;
     const ScenarioBroadcast broadcast = m_scenario.timeline().at(entryIndex);
+    emit timelineEventSending(entryIndex, broadcast.event);
     if (m_framework)
         m_framework->broadcast(broadcast.event, broadcast.payload, broadcast.target);
     emit timelineEventSent(entryIndex, broadcast.event);

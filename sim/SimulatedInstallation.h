@@ -71,6 +71,8 @@ public:
 
 signals:
     void answered(int requestIndex, const QString& command, const QString& returnCode);
+    // Just before and just after a timeline entry reaches the module.
+    void timelineEventSending(int entryIndex, const QString& event);
     void timelineEventSent(int entryIndex, const QString& event);
     void timelineFinished();
 

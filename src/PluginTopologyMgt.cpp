@@ -692,3 +692,188 @@ void PluginTopologyMgt::generateMacListOfAllCamera(const QString& path)
     if (m_listToFileWriter)
         m_listToFileWriter->write(ListFileLocations::macListFilePath(path), m_deviceTree.getMacListInBfsOrder());
 }
+
+// ---- Live status tables and recording locations ----------------------------
+
+QVariantList PluginTopologyMgt::didoNodeInfoFrom(const QString& nodeId, const QString& portKind) const
+{
+    const auto state = m_diDoStates.constFind(nodeId);
+    if (state == m_diDoStates.cend())
+        return QVariantList();
+    QVariantList ports;
+    if (portKind == QLatin1String("DI")) {
+        for (bool active : state->inputs)
+            ports.append(active);
+    } else if (portKind == QLatin1String("DO")) {
+        for (bool active : state->outputs)
+            ports.append(active);
+    }
+    return ports;
+}
+
+// Events name ports 1-based; the table counts from 0. A port beyond the count
+// the node information gave, or of a node it never described, is not kept: the
+// count is what sizes the views' port lists.
+void PluginTopologyMgt::setDiDoPortState(const QString& nodeId, int portKind, int portIndex, bool active)
+{
+    const auto state = m_diDoStates.find(nodeId);
+    if (state == m_diDoStates.end())
+        return;
+    QList<bool>& ports = portKind == LogicalTreeModel::DigitalInput ? state->inputs : state->outputs;
+    if (portIndex >= 0 && portIndex < ports.size())
+        ports[portIndex] = active;
+}
+
+// A camera enters the status table when its information arrives (or when it is
+// inserted), with the state the device tree shows, so that the first status
+// event that differs from it is announced. A camera already in the table keeps
+// what was last announced of it; only its name follows.
+void PluginTopologyMgt::rememberCameraStatuses(const std::vector<QVariantMap>& cameraRecords)
+{
+    for (const QVariantMap& camera : cameraRecords) {
+        rememberCameraStatus(camera.value(QStringLiteral("idRole")).toString(),
+                             {{QStringLiteral("connectedRole"), camera.value(QStringLiteral("connectedRole")).toBool()},
+                              {QStringLiteral("recordingRole"), camera.value(QStringLiteral("recordingRole")).toBool()},
+                              {QStringLiteral("useEdgeRecordingRole"),
+                               camera.value(QStringLiteral("useEdgeRecordingRole")).toBool()},
+                              {QStringLiteral("edgeRecordingStreamRole"),
+                               camera.value(QStringLiteral("edgeRecordingStreamRole")).toInt()},
+                              {QStringLiteral("nameRole"), camera.value(QStringLiteral("nameRole")).toString()}});
+    }
+}
+
+void PluginTopologyMgt::rememberCameraStatus(const QString& cameraId, const QVariantMap& status)
+{
+    if (cameraId.isEmpty())
+        return;
+    const auto known = m_cameraStatusTable.find(cameraId);
+    if (known == m_cameraStatusTable.end())
+        m_cameraStatusTable.insert(cameraId, status);
+    else
+        known->insert(QStringLiteral("nameRole"), status.value(QStringLiteral("nameRole")));
+}
+
+// A removed node takes the entries of everything below it with it.
+void PluginTopologyMgt::forgetNodes(const QStringList& nodeIds)
+{
+    for (const QString& nodeId : nodeIds) {
+        if (nodeId.isEmpty())
+            continue;
+        const QString below = nodeId + QLatin1Char('/');
+        const auto isGone = [&](const QString& key) { return key == nodeId || key.startsWith(below); };
+        m_diDoStates.removeIf([&](QHash<QString, DiDoState>::iterator entry) { return isGone(entry.key()); });
+        m_cameraStatusTable.removeIf([&](QMap<QString, QVariantMap>::iterator entry) { return isGone(entry.key()); });
+    }
+}
+
+// In the logical tree a station's I/O node holds the external devices behind it
+// and the I/O nodes of its sub-stations, so removing that one node drops all of
+// them, however deep the station lies; the login station has no node of its
+// own, and everything in the I/O folder lies behind it. A look-up by the
+// station's identifier alone (not a prefix) leaves "S_10" alone when "S_1" goes.
+void PluginTopologyMgt::removeStationIoDevices(const QString& stationId)
+{
+    if (stationId.isEmpty()) {
+        m_logicalTree.removeIoDevices(QString());
+        return;
+    }
+    if (m_logicalTree.data(stationId, LogicalTreeModel::typeRole).toInt() == LogicalTreeModel::StationIoDevice)
+        m_logicalTree.removeIoDevices(QString(), QStringList{stationId});
+}
+
+void PluginTopologyMgt::clearLiveStatusTables()
+{
+    m_cameraStatusTable.clear();
+    m_locationInfoMap.clear();
+    m_streamInfoMap.clear();
+}
+
+QVariantMap PluginTopologyMgt::locationInfo(const QString& nodeId) const
+{
+    return m_locationInfoMap.value(nodeId);
+}
+
+QVariant PluginTopologyMgt::locationDataFrom(const QString& nodeId, const QString& roleName) const
+{
+    return m_locationInfoMap.value(nodeId).value(roleName);
+}
+
+QString PluginTopologyMgt::getCameraNameFromLocation(const QString& locationId, const QString& relayPath) const
+{
+    for (const QVariantMap& record : m_locationInfoMap) {
+        if (record.value(QStringLiteral("locationRole")).toString() == locationId
+            && record.value(QStringLiteral("relayPathRole")).toString() == relayPath)
+            return record.value(QStringLiteral("nameRole")).toString();
+    }
+    return QString();
+}
+
+// The channel's name as listed with its recordings at that location; empty when
+// the location holds none of the channel's recordings.
+QString PluginTopologyMgt::getCameraNameByLocID(const QString& nodeId, const QString& locationId) const
+{
+    if (!m_streamInfoMap.value(nodeId).contains(locationId))
+        return QString();
+    return m_locationInfoMap.value(nodeId).value(QStringLiteral("nameRole")).toString();
+}
+
+QString PluginTopologyMgt::findNodeIDFromLocation(const QString& locationId) const
+{
+    for (auto record = m_locationInfoMap.cbegin(); record != m_locationInfoMap.cend(); ++record) {
+        if (record->value(QStringLiteral("locationRole")).toString() == locationId)
+            return record.key();
+    }
+    return QString();
+}
+
+namespace {
+// Station locations are named "Loc…"; anything else (the camera's own storage)
+// is queried elsewhere.
+int queryFromOf(const QString& locationId)
+{
+    return locationId.contains(QLatin1String("Loc")) ? 0 : 1;
+}
+} // namespace
+
+// The location's availability, when the channel's stream information knows it,
+// follows the switch, so that the choice rules of later location answers
+// compare against the location actually in use.
+void PluginTopologyMgt::switchLocationID(const QString& nodeId, const QString& locationId)
+{
+    QVariantMap& record = m_locationInfoMap[nodeId];
+    record.insert(QStringLiteral("queryFromRole"), queryFromOf(locationId));
+    record.insert(QStringLiteral("locationRole"), locationId);
+    const QMap<QString, QVariantMap> streams = m_streamInfoMap.value(nodeId);
+    if (streams.contains(locationId))
+        record.insert(QStringLiteral("availableRole"), streams.value(locationId).value(QStringLiteral("available")));
+    emit locationIDChanged(nodeId);
+}
+
+// Moves a channel whose location lost its recordings to another location that
+// still has them: one of the same stream kind (main or sub) if there is one,
+// otherwise of the other kind, the first in location order either way. Returns
+// the new location, or an empty text when none is left (the channel then keeps
+// its location, marked unavailable).
+QString PluginTopologyMgt::moveToAvailableLocation(const QString& nodeId)
+{
+    QVariantMap& record = m_locationInfoMap[nodeId];
+    const QString current = record.value(QStringLiteral("locationRole")).toString();
+    const bool currentIsSub = current.contains(QLatin1String("_Sub"));
+    QString sameKind;
+    QString otherKind;
+    const QMap<QString, QVariantMap> streams = m_streamInfoMap.value(nodeId);
+    for (auto stream = streams.cbegin(); stream != streams.cend(); ++stream) {
+        if (stream.key() == current || !stream->value(QStringLiteral("available")).toBool())
+            continue;
+        QString& candidate = stream.key().contains(QLatin1String("_Sub")) == currentIsSub ? sameKind : otherKind;
+        if (candidate.isEmpty())
+            candidate = stream.key();
+    }
+    const QString chosen = sameKind.isEmpty() ? otherKind : sameKind;
+    record.insert(QStringLiteral("availableRole"), !chosen.isEmpty());
+    if (!chosen.isEmpty()) {
+        record.insert(QStringLiteral("locationRole"), chosen);
+        record.insert(QStringLiteral("queryFromRole"), queryFromOf(chosen));
+    }
+    return chosen;
+}

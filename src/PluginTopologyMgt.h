@@ -298,4 +298,85 @@ private:
     std::shared_ptr<WebPageTreeModelController> m_webPageController;
     QString m_clientId;
     int m_trailing = 0;
+
+    // ---- Live status, topology changes and recording locations ----------------
+public:
+    // The on/off state of a node's digital inputs ("DI") or outputs ("DO"), in
+    // port order; empty for any other kind and for a node without DI/DO.
+    Q_INVOKABLE QVariantList didoNodeInfoFrom(const QString& nodeId, const QString& portKind) const;
+
+    // What the status handlers last announced of a camera: "connectedRole",
+    // "recordingRole", "useEdgeRecordingRole", "edgeRecordingStreamRole", "nameRole".
+    QVariantMap cameraStatus(const QString& cameraId) const { return m_cameraStatusTable.value(cameraId); }
+
+    // Recording locations, by channel node identifier (relay path, "/", alias).
+    Q_INVOKABLE QVariantMap locationInfo(const QString& nodeId) const;
+    Q_INVOKABLE QVariant locationDataFrom(const QString& nodeId, const QString& roleName) const;
+    Q_INVOKABLE QString getCameraNameFromLocation(const QString& locationId, const QString& relayPath) const;
+    Q_INVOKABLE QString getCameraNameByLocID(const QString& nodeId, const QString& locationId) const;
+    Q_INVOKABLE void switchLocationID(const QString& nodeId, const QString& locationId);
+    // Location identifier -> {"groupName", "streamIndex", "available"} of every
+    // location that records the channel.
+    QMap<QString, QVariantMap> streamInfo(const QString& nodeId) const { return m_streamInfoMap.value(nodeId); }
+    QString findNodeIDFromLocation(const QString& locationId) const;
+
+    QVariantList parseRemovedCameras(const QVariantMap& locations) const;
+    QStringList parseRemovingRemovedCameras(const QVariantList& removedLocations) const;
+    std::vector<QVariantMap> parseDiDoRefNames(const QVariantList& items) const;
+
+private:
+    // Replies.
+    void HandleQryLocationInfo(const QVariant& respData, const QString& returnCode);
+    void HandleGetCameraStatusResp(const QVariant& respData, const QString& returnCode);
+    void HandleGetAllDiDoRefname(const QVariant& respData);
+    void HandleGetSKYRCloudConnectionTimeoutList(const QVariant& respData, const QString& returnCode);
+    // Reply and broadcast.
+    void HandleWifiStatus(const QVariant& notify);
+
+    // Status broadcasts.
+    void HandleNotifyCamStatusChanged(const QVariant& notify);
+    void HandleBroadcastStationStatus(const QVariant& notify);
+    void handleNotifyEvent(const QVariant& notify);
+    void HandleBroadcastDIDORefNameChange(const QVariant& notify);
+    void HandleBroadcastSKYRCloudDeviceConnectionTimeout(const QVariant& notify);
+    void HandleBroadcastSKYRCloudDeviceReconnected(const QVariant& notify);
+
+    // Topology broadcasts.
+    void HandleBroadcastCamInsert(const QVariant& notify);
+    void HandleBroadcastCamChange(const QVariant& notify);
+    void HandleBroadcastStationInsert(const QVariant& notify);
+    void HandleBroadcastStationChange(const QVariant& notify);
+    void HandleBroadcastStationInfoChange(const QVariant& notify);
+    void HandleBroadcastSrvPortChange(const QVariant& notify);
+    void HandleBroadcastRelayInfoChange(const QVariant& notify);
+    void HandleBroadcastMulticastInfoChanged(const QVariant& notify);
+    void HandleBroadcastExtDevRemove(const QVariant& notify);
+    void HandleBroadcastNodeRemoved(const QVariant& notify);
+
+    // Location broadcasts.
+    void HandleBroadcastChnlAdded(const QVariant& notify);
+    void HandleBroadcastChnlRemoved(const QVariant& notify);
+    void HandleBroadcastLocRemoved(const QVariant& notify);
+
+    void handleDiDoEvent(const QString& nodeId, const QString& eventType, const QVariantMap& event);
+    void handleCameraSettingsEvent(const QVariantMap& event);
+    void setDiDoPortState(const QString& nodeId, int portKind, int portIndex, bool active);
+    void rememberCameraStatuses(const std::vector<QVariantMap>& cameraRecords);
+    void rememberCameraStatus(const QString& cameraId, const QVariantMap& status);
+    void forgetNodes(const QStringList& nodeIds);
+    void removeStationIoDevices(const QString& stationId);
+    void replaceRemovedCameras(const QString& stationId, const QVariantList& removedCameras);
+    void clearLiveStatusTables();
+
+    void updateLocationInfoModel(const QVariantMap& locations);
+    void updateLocationInfoForEdgeRecordingCamera(const QString& camId);
+    void updateEdgeRecordingLocations(const std::vector<QVariantMap>& cameraRecords);
+    QString moveToAvailableLocation(const QString& nodeId);
+
+    // Camera id -> what the status handlers last announced of it.
+    QMap<QString, QVariantMap> m_cameraStatusTable;
+    // Channel node id -> where playback finds its recordings now.
+    QMap<QString, QVariantMap> m_locationInfoMap;
+    // Channel node id -> location id -> {"groupName", "streamIndex", "available"}.
+    QMap<QString, QMap<QString, QVariantMap>> m_streamInfoMap;
 };

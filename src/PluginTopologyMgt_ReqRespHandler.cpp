@@ -55,9 +55,11 @@ void PluginTopologyMgt::initialCommandHandlerMap()
                                 dataContextCodeCompleted(&Self::HandleRetrieveNodeInfo));
     m_commandHandlerMap.emplace(QStringLiteral("RetrieveCamInfo"), dataContextCodeCompleted(&Self::HandleRetrieveNodeInfo));
     m_commandHandlerMap.emplace(QStringLiteral("RetrieveRuleInfo"), dataContextCodeCompleted(&Self::HandleRetrieveRuleInfo));
+    m_commandHandlerMap.emplace(QStringLiteral("QryCamLocation"), dataAndCode(&Self::HandleQryLocationInfo));
     m_commandHandlerMap.emplace(QStringLiteral("RetrieveLoginStationInfo"),
                                 dataAndCode(&Self::HandleRetrieveLoginStationInfo));
     m_commandHandlerMap.emplace(QStringLiteral("RetrieveServerInfo"), dataAndCode(&Self::HandleRetrieveSrvInfo));
+    m_commandHandlerMap.emplace(QStringLiteral("GetCameraStatus"), dataAndCode(&Self::HandleGetCameraStatusResp));
     m_commandHandlerMap.emplace(QStringLiteral("retrieveLogicalTree"), dataCodeOrigin(&Self::HandleRetrieveLogicalTree));
     m_commandHandlerMap.emplace(QStringLiteral("moveLogicalTreeNode"), codeOnly(&Self::HandleMoveLogicalTreeNode));
     m_commandHandlerMap.emplace(QStringLiteral("renameLogicalTreeFolder"),
@@ -75,6 +77,10 @@ void PluginTopologyMgt::initialCommandHandlerMap()
                                 dataOnly(&Self::HandleGetRedundantServersStatus));
     m_commandHandlerMap.emplace(QStringLiteral("lookupLogicalTreePathIds"),
                                 dataOnly(&Self::HandleLookupLogicalTreePathId));
+    m_commandHandlerMap.emplace(QStringLiteral("GetDiDoRefName"), dataOnly(&Self::HandleGetAllDiDoRefname));
+    m_commandHandlerMap.emplace(QStringLiteral("GetWifiStatus"), dataOnly(&Self::HandleWifiStatus));
+    m_commandHandlerMap.emplace(QStringLiteral("GetSKYRCloudConnectionTimeoutList"),
+                                dataAndCode(&Self::HandleGetSKYRCloudConnectionTimeoutList));
     m_commandHandlerMap.emplace(QStringLiteral("restoreUngroupedDevices"),
                                 nothing(&Self::HandleRestoreUngroupedDevices));
 }
@@ -165,8 +171,10 @@ void PluginTopologyMgt::HandleRetrieveNodeInfo(const QVariant& respData, void* p
     for (const QVariantMap& camera : cameras)
         m_cameraInfoMap.insert(camera.value(QStringLiteral("idRole")).toString(), camera);
     storeDiDoStates(cameras);
+    rememberCameraStatuses(cameras);
     m_logicalTree.insertCameraDiDoNodes(cameras);
     emitDiDoNodeChangedSignal(cameras);
+    updateEdgeRecordingLocations(cameras);
 
     const std::vector<QVariantMap> stations = parseStationsList(answer.value(QStringLiteral("stations")).toList());
     m_deviceTree.updateStationInfo(stations);
@@ -404,4 +412,233 @@ void PluginTopologyMgt::HandleGetAllWebPageResponse(const QVariant& respData, co
         return;
     if (replaceWebPages(respData))
         emit getAllWebPageResp(respData.toList());
+}
+
+// ---- Recording locations -----------------------------------------------------
+
+namespace {
+const QString kLocationRole = QStringLiteral("locationRole");
+const QString kAvailableRole = QStringLiteral("availableRole");
+const QString kQueryFromRole = QStringLiteral("queryFromRole");
+
+QString channelNodeId(const QString& relayPath, const QString& alias)
+{
+    return relayPath.isEmpty() ? alias : relayPath + QLatin1Char('/') + alias;
+}
+
+bool isSubStreamLocation(const QString& locationId)
+{
+    return locationId.contains(QLatin1String("_Sub"));
+}
+
+// NVR groups carry no stream number of their own; a sub-stream location records
+// the second stream, every other location the first.
+int nvrStreamIndex(const QString& locationId)
+{
+    return isSubStreamLocation(locationId) ? 2 : 1;
+}
+} // namespace
+
+void PluginTopologyMgt::HandleQryLocationInfo(const QVariant& respData, const QString& returnCode)
+{
+    if (returnCode != kSuccess) {
+        TOPOLOGY_LOG_ERROR("%s, HandleQryLocationInfo return code : %s", "PluginTopologyMgt::HandleQryLocationInfo",
+                           returnCode);
+        return;
+    }
+    const QVariantMap locations = respData.toMap();
+    const QString relayPath = locations.value(QStringLiteral("relayPath")).toString();
+    updateLocationInfoModel(locations);
+    const QVariantList removedCameras = parseRemovedCameras(locations);
+    if (!removedCameras.isEmpty())
+        replaceRemovedCameras(relayPath, removedCameras);
+    emit deviceInfoRetrieved(relayPath);
+}
+
+// Each channel entry of each location: the record keeps one location for
+// playback (an available one over an unavailable one, the later of two
+// available ones, and never a main-stream location for a sub-stream one or the
+// reverse), while the stream information keeps every location of the channel.
+// A record that keeps its stored location also keeps where that location is
+// queried from; fields a channel event added (live, stream index) stay.
+void PluginTopologyMgt::updateLocationInfoModel(const QVariantMap& locations)
+{
+    const QString relayPath = locations.value(QStringLiteral("relayPath")).toString();
+    const bool isNvr = m_deviceTree.data(relayPath, StandardTopologyModel::isNVRStationRole).toBool();
+    for (const QVariant& locationEntry : locations.value(QStringLiteral("locInfo")).toList()) {
+        for (const QVariant& channelEntry : locationEntry.toMap().value(QStringLiteral("locs")).toList()) {
+            const QVariantMap channel = channelEntry.toMap();
+            const QString alias = channel.value(QStringLiteral("Alias")).toString();
+            const QString locationId = channel.value(QStringLiteral("Name")).toString();
+            if (alias.isEmpty() || locationId.isEmpty())
+                continue;
+            const QString nodeId = channelNodeId(relayPath, alias);
+            const bool available = channel.value(QStringLiteral("Available")).toBool();
+
+            const auto stored = m_locationInfoMap.constFind(nodeId);
+            const bool hadLocation = stored != m_locationInfoMap.cend() && !stored->value(kLocationRole).toString().isEmpty();
+            QVariantMap record = stored != m_locationInfoMap.cend() ? *stored : QVariantMap();
+            record.insert(QStringLiteral("nameRole"),
+                          TopologyPayloadParser::cleanDisplayName(channel.value(QStringLiteral("RefAlias")).toString()));
+            record.insert(QStringLiteral("relayPathRole"), relayPath);
+            record.insert(QStringLiteral("camIDRole"), alias);
+            if (!record.value(kAvailableRole).toBool() || available) {
+                record.insert(kLocationRole, locationId);
+                record.insert(kAvailableRole, available);
+                record.insert(kQueryFromRole, 0);
+            }
+            if (!hadLocation
+                || isSubStreamLocation(stored->value(kLocationRole).toString()) == isSubStreamLocation(locationId))
+                m_locationInfoMap.insert(nodeId, record);
+
+            m_streamInfoMap[nodeId].insert(
+                locationId,
+                isNvr ? QVariantMap{{QStringLiteral("groupName"), m_deviceTree.data(nodeId, StandardTopologyModel::nameRole)},
+                                    {QStringLiteral("streamIndex"), nvrStreamIndex(locationId)},
+                                    {QStringLiteral("available"), available}}
+                      : QVariantMap{{QStringLiteral("groupName"), channel.value(QStringLiteral("GrpName")).toString()},
+                                    {QStringLiteral("streamIndex"), channel.value(QStringLiteral("Stream")).toInt()},
+                                    {QStringLiteral("available"), available}});
+        }
+    }
+}
+
+// A camera that records on its own storage can be played from there, under the
+// last segment of its identifier; a station location that is available keeps
+// priority. Its name and station come from the device tree when no station
+// location has named it yet.
+void PluginTopologyMgt::updateLocationInfoForEdgeRecordingCamera(const QString& camId)
+{
+    if (camId.isEmpty())
+        return;
+    const QString locationId = camId.section(QLatin1Char('/'), -1);
+    m_streamInfoMap[camId].insert(locationId, QVariantMap{{QStringLiteral("groupName"), QStringLiteral("EdgeRecording")},
+                                                          {QStringLiteral("streamIndex"), 1},
+                                                          {QStringLiteral("available"), true}});
+    QVariantMap& record = m_locationInfoMap[camId];
+    if (record.value(kAvailableRole).toBool())
+        return;
+    if (!record.contains(QStringLiteral("nameRole"))) {
+        record.insert(QStringLiteral("nameRole"), m_deviceTree.data(camId, StandardTopologyModel::nameRole).toString());
+        record.insert(QStringLiteral("relayPathRole"),
+                      m_deviceTree.data(camId, StandardTopologyModel::parentStationIDRole).toString());
+    }
+    record.insert(QStringLiteral("camIDRole"), camId);
+    record.insert(kQueryFromRole, 1);
+    record.insert(kLocationRole, locationId);
+    record.insert(kAvailableRole, true);
+}
+
+void PluginTopologyMgt::updateEdgeRecordingLocations(const std::vector<QVariantMap>& cameraRecords)
+{
+    for (const QVariantMap& camera : cameraRecords) {
+        if (camera.value(QStringLiteral("useEdgeRecordingRole")).toBool()
+            || camera.value(QStringLiteral("hasEdgeRecordingFileRole")).toBool())
+            updateLocationInfoForEdgeRecordingCamera(camera.value(QStringLiteral("idRole")).toString());
+    }
+}
+
+QVariantList PluginTopologyMgt::parseRemovedCameras(const QVariantMap& locations) const
+{
+    QVariantList removedCameras;
+    for (const QVariant& entry : locations.value(QStringLiteral("removedCameras")).toList()) {
+        if (entry.typeId() == QMetaType::QVariantMap
+            && !entry.toMap().value(QStringLiteral("camID")).toString().isEmpty())
+            removedCameras.append(entry);
+    }
+    return removedCameras;
+}
+
+// Every channel that plays from one of the listed locations, in node order,
+// once. Location identifiers repeat from station to station ("Loc1"), so the
+// caller keeps the channels of the station that lost the location.
+QStringList PluginTopologyMgt::parseRemovingRemovedCameras(const QVariantList& removedLocations) const
+{
+    QSet<QString> locationIds;
+    for (const QVariant& entry : removedLocations) {
+        const QString locationId = entry.typeId() == QMetaType::QVariantMap
+            ? entry.toMap().value(QStringLiteral("Name")).toString()
+            : entry.toString();
+        if (!locationId.isEmpty())
+            locationIds.insert(locationId);
+    }
+    QStringList nodeIds;
+    for (auto record = m_locationInfoMap.cbegin(); record != m_locationInfoMap.cend(); ++record) {
+        if (locationIds.contains(record->value(kLocationRole).toString()))
+            nodeIds.append(record.key());
+    }
+    return nodeIds;
+}
+
+// The station's removed cameras as the servers list them now. A camera listed
+// again replaces its earlier node in both trees instead of doubling it; removed
+// cameras that the list leaves out stay until their location goes.
+void PluginTopologyMgt::replaceRemovedCameras(const QString& stationId, const QVariantList& removedCameras)
+{
+    QStringList deviceIds;
+    QStringList logicalIds;
+    for (const QVariant& entry : removedCameras) {
+        const QString cameraId = channelNodeId(stationId, entry.toMap().value(QStringLiteral("camID")).toString());
+        deviceIds.append(cameraId);
+        logicalIds.append(LogicalTree::kRemovedCamerasFolderId + QLatin1Char('/') + cameraId);
+    }
+    m_deviceTree.removeRemovedCameras(stationId, deviceIds);
+    m_logicalTree.removeNodes(logicalIds);
+    m_deviceTree.insertRemovedCameras(stationId, removedCameras);
+    m_logicalTree.insertRemovedCameras(stationId, removedCameras);
+}
+
+// ---- Status replies ------------------------------------------------------------
+
+void PluginTopologyMgt::HandleGetCameraStatusResp(const QVariant& respData, const QString& returnCode)
+{
+    if (returnCode != kSuccess) {
+        TOPOLOGY_LOG_ERROR("%s, HandleGetCameraStatusResp return code : %s",
+                           "PluginTopologyMgt::HandleGetCameraStatusResp", returnCode);
+        return;
+    }
+    const QVariantMap status = respData.toMap();
+    emit getCameraStatusResp(status.value(QStringLiteral("nodeID")).toString(),
+                             QVariantMap{{QStringLiteral("isRecording"),
+                                          status.value(QStringLiteral("isRecording")).toBool()}});
+}
+
+void PluginTopologyMgt::HandleGetAllDiDoRefname(const QVariant& respData)
+{
+    const std::vector<QVariantMap> records = parseDiDoRefNames(respData.toList());
+    m_deviceTree.updateDiDoNames(records);
+    m_logicalTree.updateDiDoNames(records);
+    for (const QVariantMap& record : records) {
+        const QString nodeId = record.value(QStringLiteral("nodeID")).toString();
+        if (!nodeId.isEmpty())
+            emit didoNodeChanged(nodeId);
+    }
+}
+
+std::vector<QVariantMap> PluginTopologyMgt::parseDiDoRefNames(const QVariantList& items) const
+{
+    std::vector<QVariantMap> records;
+    records.reserve(size_t(items.size()));
+    for (const QVariant& entry : items) {
+        const QVariantMap item = entry.toMap();
+        const char* const nodeKey = item.contains(QStringLiteral("camNodeId")) ? "camNodeId"
+            : item.contains(QStringLiteral("stationID"))                       ? "stationID"
+                                                                               : "stationNodeId";
+        records.push_back({{QStringLiteral("nodeID"), item.value(QLatin1String(nodeKey)).toString()},
+                           {QStringLiteral("diChangeList"), item.value(QStringLiteral("diChangeList"))},
+                           {QStringLiteral("doChangeList"), item.value(QStringLiteral("doChangeList"))}});
+    }
+    return records;
+}
+
+// Only time-outs are listed; devices missing from the list keep their mark
+// until they report back.
+void PluginTopologyMgt::HandleGetSKYRCloudConnectionTimeoutList(const QVariant& respData, const QString& returnCode)
+{
+    if (returnCode != kSuccess) {
+        TOPOLOGY_LOG_ERROR("%s, HandleGetSKYRCloudConnectionTimeoutList return code : %s",
+                           "PluginTopologyMgt::HandleGetSKYRCloudConnectionTimeoutList", returnCode);
+        return;
+    }
+    m_deviceTree.updateSkyrCloudRelayTimeout(respData.toStringList(), true);
 }

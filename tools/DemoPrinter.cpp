@@ -1,5 +1,9 @@
 #include "DemoPrinter.h"
 
+#include <QMetaMethod>
+
+#include <functional>
+
 namespace {
 QString kindName(int nodeType)
 {
@@ -11,7 +15,55 @@ QString kindName(int nodeType)
     default: return QStringLiteral("node");
     }
 }
+
+// Takes any signal connected to it by index. It declares no methods of its own,
+// so every index past QObject's reaches qt_metacall as the position of the
+// signal in its list, with the signal's arguments as raw pointers.
+class SignalRelay : public QObject
+{
+public:
+    using Printer = std::function<void(const QMetaMethod&, const QVariantList&)>;
+
+    SignalRelay(QObject& source, Printer print) : m_print(std::move(print))
+    {
+        const QMetaObject* meta = source.metaObject();
+        for (int index = QObject::staticMetaObject.methodCount(); index < meta->methodCount(); ++index) {
+            const QMetaMethod method = meta->method(index);
+            if (method.methodType() != QMetaMethod::Signal)
+                continue;
+            QMetaObject::connect(&source, index, this, QObject::staticMetaObject.methodCount() + int(m_signals.size()),
+                                 Qt::DirectConnection);
+            m_signals.append(method);
+        }
+    }
+
+    int qt_metacall(QMetaObject::Call call, int id, void** arguments) override
+    {
+        id = QObject::qt_metacall(call, id, arguments);
+        if (id < 0 || call != QMetaObject::InvokeMetaMethod)
+            return id;
+        if (id < m_signals.size()) {
+            const QMetaMethod& signal = m_signals.at(id);
+            QVariantList values;
+            for (int i = 0; i < signal.parameterCount(); ++i) {
+                const QMetaType type = signal.parameterMetaType(i);
+                values << (type == QMetaType::fromType<QVariant>() ? *static_cast<const QVariant*>(arguments[i + 1])
+                                                                    : QVariant(type, arguments[i + 1]));
+            }
+            m_print(signal, values);
+        }
+        return -1;
+    }
+
+private:
+    Printer m_print;
+    QList<QMetaMethod> m_signals;
+};
 } // namespace
+
+DemoPrinter::DemoPrinter(QTextStream& out) : m_out(out) {}
+
+DemoPrinter::~DemoPrinter() = default;
 
 int DemoPrinter::role(const QAbstractItemModel& model, const char* name) const
 {
@@ -41,4 +93,46 @@ void DemoPrinter::printNode(const QAbstractItemModel& model, const QModelIndex& 
     m_out << '\n';
     for (int row = 0; row < model.rowCount(index); ++row)
         printNode(model, model.index(row, 0, index), depth + 1);
+}
+
+void DemoPrinter::printSignalsOf(QObject& source)
+{
+    m_signalRelay = std::make_unique<SignalRelay>(source, [this](const QMetaMethod& signal, const QVariantList& values) {
+        QStringList arguments;
+        for (const QVariant& value : values)
+            arguments << describe(value);
+        m_out << "    " << signal.name() << '(' << arguments.join(QStringLiteral(", ")) << ")\n";
+        m_out.flush();
+    });
+}
+
+void DemoPrinter::stopPrintingSignals()
+{
+    m_signalRelay.reset();
+}
+
+QString DemoPrinter::describe(const QVariant& value)
+{
+    switch (value.typeId()) {
+    case QMetaType::QString:
+        return QLatin1Char('"') + value.toString() + QLatin1Char('"');
+    case QMetaType::Bool:
+        return value.toBool() ? QStringLiteral("true") : QStringLiteral("false");
+    case QMetaType::QStringList:
+    case QMetaType::QVariantList: {
+        QStringList items;
+        for (const QVariant& item : value.toList())
+            items << describe(item);
+        return QLatin1Char('[') + items.join(QStringLiteral(", ")) + QLatin1Char(']');
+    }
+    case QMetaType::QVariantMap: {
+        QStringList entries;
+        const QVariantMap map = value.toMap();
+        for (auto it = map.cbegin(); it != map.cend(); ++it)
+            entries << it.key() + QStringLiteral(": ") + describe(it.value());
+        return QLatin1Char('{') + entries.join(QStringLiteral(", ")) + QLatin1Char('}');
+    }
+    default:
+        return value.isValid() ? value.toString() : QStringLiteral("null");
+    }
 }

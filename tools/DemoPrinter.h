@@ -3,18 +3,31 @@
 #include <QAbstractItemModel>
 #include <QTextStream>
 
-// Prints a device model as an indented outline, one node per line: kind,
-// display name, identifier and connection state.
+#include <memory>
+
+// Prints what the demo shows: a device model as an indented outline, one node
+// per line (kind, display name, identifier and connection state), and the
+// signals of an object as they are emitted.
 class DemoPrinter
 {
 public:
-    explicit DemoPrinter(QTextStream& out) : m_out(out) {}
+    explicit DemoPrinter(QTextStream& out);
+    ~DemoPrinter();
 
     void printDeviceTree(const QAbstractItemModel& model);
+
+    // From now on prints every signal that the object's own class (not QObject)
+    // declares, with its arguments, when it is emitted. Only the meta-object is
+    // used, so the object's class need not be known here.
+    void printSignalsOf(QObject& source);
+    void stopPrintingSignals();
+
+    static QString describe(const QVariant& value);
 
 private:
     void printNode(const QAbstractItemModel& model, const QModelIndex& index, int depth);
     int role(const QAbstractItemModel& model, const char* name) const;
 
     QTextStream& m_out;
+    std::unique_ptr<QObject> m_signalRelay;
 };

@@ -1,8 +1,10 @@
 // Demo host: loads the PluginTopologyMgt plug-in file, connects it to a
-// simulated installation, shows the retrieval's progress and prints the device
-// tree the module built.
+// simulated installation and shows the retrieval's progress; once everything is
+// retrieved it replays the scenario's timeline of broadcasts, printing each
+// broadcast and every signal the module emits in answer, and last prints the
+// device tree the module ends up with.
 //
-//   topology-demo [scenario.json] [--plugin-dir DIR] [--timeout SECONDS]
+//   topology-demo [scenario.json] [--plugin-dir DIR] [--timeout SECONDS] [--time-scale FACTOR]
 
 #include "DemoPrinter.h"
 #include "PluginBase.h"
@@ -13,6 +15,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QJsonDocument>
 #include <QPluginLoader>
 #include <QTextStream>
 #include <QTimer>
@@ -53,8 +56,12 @@ int main(int argc, char* argv[])
                                        QStringLiteral("dir"), QStringLiteral(TOPOLOGY_DEFAULT_PLUGIN_DIR));
     QCommandLineOption timeoutOption(QStringLiteral("timeout"), QStringLiteral("Seconds to wait for the retrieval."),
                                      QStringLiteral("seconds"), QStringLiteral("30"));
+    QCommandLineOption timeScaleOption(QStringLiteral("time-scale"),
+                                       QStringLiteral("Factor for the timeline's delays (default 0.25: four times faster)."),
+                                       QStringLiteral("factor"), QStringLiteral("0.25"));
     parser.addOption(pluginDirOption);
     parser.addOption(timeoutOption);
+    parser.addOption(timeScaleOption);
     parser.process(app);
 
     const QString scenarioFile = parser.positionalArguments().value(0, QStringLiteral(TOPOLOGY_DEFAULT_SCENARIO));
@@ -88,6 +95,7 @@ int main(int argc, char* argv[])
     QElapsedTimer clock;
     clock.start();
     int exitCode = 0;
+    DemoPrinter printer(out);
     QTimer progress;
     const int timeoutMs = parser.value(timeoutOption).toInt() * 1000;
     QObject::connect(&progress, &QTimer::timeout, &app, [&] {
@@ -98,24 +106,43 @@ int main(int argc, char* argv[])
                    .arg(pending.isEmpty() ? QStringLiteral("nothing") : pending.join(QStringLiteral(", ")));
         out.flush();
         if (pending.isEmpty()) {
-            app.quit();
+            progress.stop();
+            out << "\nReplaying the timeline (" << installation.scenario().timeline().size()
+                << " broadcasts); the module's signals follow each one:\n";
+            printer.printSignalsOf(*plugin);
+            installation.setTimelineTimeScale(parser.value(timeScaleOption).toDouble());
+            installation.startTimeline();
         } else if (clock.elapsed() > timeoutMs) {
             out << "Timed out; still false: " << pending.join(QStringLiteral(", ")) << '\n';
             exitCode = 1;
             app.quit();
         }
     });
+
+    QObject::connect(&installation, &SimulatedInstallation::timelineEventSending, &app, [&](int entry, const QString& event) {
+        const QVariant payload = installation.scenario().timeline().at(entry).payload;
+        out << QStringLiteral("  %1 ms: %2 ").arg(clock.elapsed()).arg(event)
+            << QJsonDocument::fromVariant(payload).toJson(QJsonDocument::Compact) << '\n';
+        out.flush();
+    });
+    // The broadcasts may have asked the servers for more; their answers still belong to the story.
+    QTimer settling;
+    QObject::connect(&installation, &SimulatedInstallation::timelineFinished, &app, [&] { settling.start(20); });
+    QObject::connect(&settling, &QTimer::timeout, &app, [&] {
+        if (installation.pendingAnswers() == 0)
+            app.quit();
+    });
+
     progress.start(50);
     plugin->PluginServerConnected();
     app.exec();
 
+    printer.stopPrintingSignals();
     out << "\nDevice tree (" << framework.requests().size() << " requests sent):\n";
     QAbstractItemModel* model = nullptr;
     QMetaObject::invokeMethod(plugin, "getStandardTopologyModel", Q_RETURN_ARG(QAbstractItemModel*, model));
-    if (model) {
-        DemoPrinter printer(out);
+    if (model)
         printer.printDeviceTree(*model);
-    }
     out.flush();
 
     plugin->PluginServerDisconnected();

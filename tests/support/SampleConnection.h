@@ -1,0 +1,84 @@
+#pragma once
+
+#include "PluginTopologyMgt.h"
+#include "SimulatedFramework.h"
+#include "SimulatedInstallation.h"
+
+#include <QAbstractItemModelTester>
+#include <QFile>
+#include <QJsonDocument>
+#include <QTest>
+
+#include <memory>
+
+// The plug-in connected to a simulated installation (the bundled sample unless
+// told otherwise) with the retrieval finished and every answer delivered. From
+// then on Qt's model checks watch the device model and the logical tree model.
+struct SampleConnection
+{
+    explicit SampleConnection(const QVariantMap& scenario = sampleScenario())
+    {
+        loaded = installation.load(scenario);
+        installation.attach(&framework);
+        framework.setPlugin(&plugin);
+        plugin.InitialPluginBase(nullptr, nullptr, &framework);
+        plugin.PluginServerConnected();
+        retrieved = QTest::qWaitFor([this] { return allRetrieved() && installation.pendingAnswers() == 0; });
+        deviceModelTester = std::make_unique<QAbstractItemModelTester>(
+            plugin.getStandardTopologyModel(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+        logicalModelTester = std::make_unique<QAbstractItemModelTester>(
+            plugin.logicalTree().getModel(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+    }
+    ~SampleConnection() { installation.detach(); }
+
+    static QVariantMap sampleScenario()
+    {
+        QFile file(QString::fromLocal8Bit(qgetenv("TOPOLOGY_EXAMPLES_DIR")) + QStringLiteral("/sample-installation.json"));
+        if (!file.open(QIODevice::ReadOnly))
+            return QVariantMap();
+        return QJsonDocument::fromJson(file.readAll()).toVariant().toMap();
+    }
+
+    bool ready() const { return loaded && retrieved; }
+    bool allRetrieved() const
+    {
+        return plugin.topologyRetrieved() && plugin.nodeInfoRetrieved() && plugin.serverInfoRetrieved()
+            && plugin.locationRetrieved() && plugin.logicalTreeRetrieved() && plugin.camStatusRetrieved();
+    }
+
+    void broadcast(const QString& event, const QVariant& payload) { framework.broadcast(event, payload); }
+    void reply(const QString& command, const QVariant& data, const QString& code = QStringLiteral("0"))
+    {
+        plugin.CommandProcessor(command, data, nullptr, code, QString(), true, QString());
+    }
+    QVariant device(const QString& id, const char* roleName) const { return plugin.deviceTree().data(id, QString::fromLatin1(roleName)); }
+    // The first logical tree node with that tree ID, found as a view would.
+    QModelIndex logicalNode(const QString& treeId)
+    {
+        QAbstractItemModel* model = plugin.logicalTree().getModel();
+        return model->match(model->index(0, 0), LogicalTreeModel::idRole, treeId, 1,
+                            Qt::MatchRecursive | Qt::MatchExactly)
+            .value(0);
+    }
+
+    // Each emission as one line of its arguments' texts: "0 C_3 false".
+    static QStringList texts(const QList<QList<QVariant>>& emissions)
+    {
+        QStringList lines;
+        for (const QList<QVariant>& arguments : emissions) {
+            QStringList values;
+            for (const QVariant& argument : arguments)
+                values << argument.toString();
+            lines << values.join(QLatin1Char(' '));
+        }
+        return lines;
+    }
+
+    bool loaded = false;
+    bool retrieved = false;
+    SimulatedFramework framework;
+    SimulatedInstallation installation;
+    PluginTopologyMgt plugin;
+    std::unique_ptr<QAbstractItemModelTester> deviceModelTester;
+    std::unique_ptr<QAbstractItemModelTester> logicalModelTester;
+};

@@ -1,0 +1,211 @@
+#include "NodeDataCommander.h"
+#include "QorbLogUtlStub.h"
+#include "SampleConnection.h"
+
+#include <QtTest>
+
+// Status broadcasts reach the trees and the plug-in's tables before anyone is told.
+class StatusNotificationsTest : public QObject
+{
+    Q_OBJECT
+    static QVariantMap status(const char* camera, bool connected, bool recording, bool edge = false)
+    {
+        return {{"camUID", camera}, {"connected", connected}, {"recording", recording}, {"useEdgeRecording", edge}};
+    }
+    static QVariantMap station(const char* id, bool connected) { return {{"stationUID", id}, {"connected", connected}}; }
+    static QStringList texts(const QSignalSpy& spy) { return SampleConnection::texts(spy); }
+
+private slots:
+    void initTestCase() { NodeDataCommander::setRetryDelaysForTesting(40, 20); }
+
+    void cameraStatusIsAnnouncedInOrderOnceStored_data()
+    {
+        QTest::addColumn<QVariantList>("statuses");
+        QTest::addColumn<QStringList>("connection");
+        QTest::addColumn<QStringList>("recording");
+        // After the retrieval C_11 is offline and not recording, C_12 online and not recording.
+        QTest::newRow("camera-ID order, connection first")
+            << QVariantList{status("S_1/C_2", false, true), status("C_3", false, false), status("C_11", true, true)}
+            << QStringList{"0 C_11 true", "0 C_3 false", "0 S_1/C_2 false"} << QStringList{"C_11 true", "C_3 false"};
+        QTest::newRow("recording only") << QVariantList{status("C_12", true, true)} << QStringList() << QStringList{"C_12 true"};
+        QTest::newRow("named twice: the last entry counts")
+            << QVariantList{status("C_3", false, false), status("C_3", true, false)} << QStringList() << QStringList{"C_3 false"};
+    }
+    void cameraStatusIsAnnouncedInOrderOnceStored()
+    {
+        QFETCH(QVariantList, statuses);
+        QFETCH(QStringList, connection);
+        QFETCH(QStringList, recording);
+        SampleConnection c;
+        QVERIFY(c.ready());
+        QStringList heard;
+        connect(&c.plugin, &PluginTopologyMgt::nodeStatusChanged, this, [&](int, const QString& id, bool on) {
+            heard << QStringLiteral("0 %1 %2").arg(id, on ? "true" : "false");
+            QCOMPARE(c.device(id, "connectedRole").toBool(), on);
+            QCOMPARE(c.plugin.cameraStatus(id).value("connectedRole").toBool(), on);
+        });
+        connect(&c.plugin, &PluginTopologyMgt::cameraRecordingStatusChanged, this, [&](const QString& id, bool on) {
+            heard << QStringLiteral("%1 %2").arg(id, on ? "true" : "false");
+            QCOMPARE(c.device(id, "recordingRole").toBool(), on);
+            QCOMPARE(c.plugin.cameraStatus(id).value("recordingRole").toBool(), on);
+        });
+
+        c.broadcast("NotifyCameraStatus", statuses);
+
+        QCOMPARE(heard, connection + recording);
+    }
+
+    void camerasAreAnnouncedFromTheirInformationOrElseFromTheirFirstStatus()
+    {
+        SampleConnection c;
+        QVERIFY(c.ready());
+        QVariantList channels; // two new NVR channels; the information of only one arrives
+        for (const char* id : {"S_2/C_1", "S_2/C_7", "S_2/C_8"})
+            channels << QVariantMap{{"nodeUID", id}, {"nodeType", "Camera"}};
+        c.reply("RetrieveDeviceTopology", QVariantMap{{"parentStationID", "S_2"}, {"nodeList", channels}});
+        c.reply("RetrieveCamInfo", QVariantMap{{"relayPath", "S_2"}, {"cameras", QVariantList{QVariantMap{{"camUID", "S_2/C_8"}}}}});
+        QSignalSpy connection(&c.plugin, &PluginTopologyMgt::nodeStatusChanged);
+
+        c.broadcast("NotifyCameraStatus", QVariantList{status("S_2/C_7", true, true), status("S_2/C_8", true, true)});
+        QCOMPARE(texts(connection), QStringList{"0 S_2/C_8 true"});
+        QCOMPARE(c.device("S_2/C_7", "connectedRole").toBool(), true);
+        c.broadcast("NotifyCameraStatus", QVariantList{status("S_2/C_7", false, true)});
+        QCOMPARE(texts(connection).last(), QStringLiteral("0 S_2/C_7 false"));
+    }
+
+    void stationStatusRereadsReturningStationsAndDropsTheIoDevicesOfLostOnes()
+    {
+        QVariantMap scenario = SampleConnection::sampleScenario(); // S_10 must outlive S_1's removal
+        QVariantMap login = scenario.value("loginStation").toMap();
+        login["stations"] = login.value("stations").toList() << QVariantMap{{"id", "S_10"}};
+        scenario["loginStation"] = login;
+        SampleConnection c(scenario);
+        QVERIFY(c.ready());
+        c.reply("RetrieveAllCamInfo", QVariantMap{{"relayPath", "S_1/S_3"}, // the dock's I/O node, inside S_1's
+                                                  {"stations", QVariantList{QVariantMap{{"stationUID", "S_1/S_3"}}}}});
+        QVERIFY(c.logicalNode("S_1/S_3").parent() == c.logicalNode("S_1"));
+        QSignalSpy status(&c.plugin, &PluginTopologyMgt::nodeStatusChanged);
+        QSignalSpy stations(&c.plugin, &PluginTopologyMgt::stationConnectionStatusChanged);
+        connect(&c.plugin, &PluginTopologyMgt::stationConnectionStatusChanged, this,
+                [&](const QString& id, bool on) { QCOMPARE(c.device(id, "connectedRole").toBool(), on); });
+        c.framework.clearRequests();
+
+        c.broadcast("NotifyStationStatus", station("S_1/S_3", false));
+        QVERIFY(!c.logicalNode("S_1/S_3").isValid() && c.logicalNode("S_1").isValid());
+        for (int twice = 0; twice < 2; ++twice)
+            c.broadcast("NotifyStationStatus", station("S_1", false));
+        QVERIFY(!c.logicalNode("S_1").isValid() && c.logicalNode("S_10").isValid());
+        QCOMPARE(texts(status), (QStringList{"1 S_1/S_3 false", "1 S_1 false"}));
+        QCOMPARE(texts(stations), (QStringList{"S_1/S_3 false false", "S_1 false false"}));
+
+        // Read again on every report, announced on a change only; an NVR says so.
+        for (const QVariantMap& event : {station("S_1", true), station("S_1", true), station("S_2", true), station("S_2", false)})
+            c.broadcast("NotifyStationStatus", event);
+        QCOMPARE(texts(stations).mid(2), (QStringList{"S_1 true false", "S_2 false true"}));
+        QStringList reread;
+        for (const RecordedRequest& request : c.framework.requests())
+            if (request.command == "RetrieveAllDeviceTopology")
+                reread << request.arguments.toMap().value("relayPath").toString();
+        QCOMPARE(reread, (QStringList{"S_1", "S_1", "S_2"}));
+
+        // A station gone from the device tree still loses its I/O devices, silently.
+        c.broadcast("NotifyNodeRemove", QVariantMap{{"nodeList", QStringList{"S_10"}}, {"nodeType", "Station"}});
+        status.clear();
+        c.broadcast("NotifyStationStatus", station("S_10", false));
+        QVERIFY(!c.logicalNode("S_10").isValid());
+        QCOMPARE(status.count(), 0);
+
+        QSignalSpy wifi(&c.plugin, &PluginTopologyMgt::stationWifiConnectionStatusChanged);
+        for (const char* state : {"connected", "Connected", "Connected"})
+            c.broadcast("NotifyWifiStatusChange", QVariantMap{{"stationUID", "S_2"}, {"Status", state}, {"Address", "10.9.9.9"}});
+        QCOMPARE(texts(wifi), (QStringList{"S_2 false", "S_2 true", "S_2 true"}));
+        QCOMPARE(c.device("S_2", "wifiAddressRole").toString(), QStringLiteral("10.9.9.9"));
+    }
+
+    void diDoEventsReachTreesTableAndListeners_data()
+    {
+        QTest::addColumn<QString>("node");
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<int>("index");
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<QVariantList>("ports");
+        QTest::newRow("camera input rises") << "C_1" << "DI" << 1 << "Rising" << QVariantList{true};
+        QTest::newRow("camera input falls") << "C_1" << "DI" << 1 << "Falling" << QVariantList{false};
+        QTest::newRow("camera output") << "C_1" << "DO" << 1 << "Rising" << QVariantList{true};
+        QTest::newRow("I/O device port 4") << "IO_1" << "DI" << 4 << "Rising" << QVariantList{false, false, false, true};
+        QTest::newRow("port beyond the count") << "C_1" << "DI" << 2 << "Rising" << QVariantList{false};
+    }
+    void diDoEventsReachTreesTableAndListeners()
+    {
+        QFETCH(QString, node);
+        QFETCH(QString, type);
+        QFETCH(int, index);
+        QFETCH(QString, value);
+        QFETCH(QVariantList, ports);
+        SampleConnection c;
+        QVERIFY(c.ready());
+        const auto event = [&](const QString& level) {
+            return QVariantMap{{"NodeId", node}, {"EventType", type}, {type, QVariantMap{{"Index", index}, {"Value", level}}}};
+        };
+        c.broadcast("NotifyCameraEvent", event("Rising")); // so that a fall is seen
+        QSignalSpy di(&c.plugin, &PluginTopologyMgt::diStatusChanged);
+        QSignalSpy dout(&c.plugin, &PluginTopologyMgt::doStatusChanged);
+        connect(&c.plugin, type == "DI" ? &PluginTopologyMgt::diStatusChanged : &PluginTopologyMgt::doStatusChanged, this,
+                [&](const QString& id) { QCOMPARE(c.plugin.didoNodeInfoFrom(id, type), ports); });
+
+        c.broadcast("NotifyStationDIDOStatus", event(value));
+
+        const bool rising = value == "Rising";
+        QCOMPARE(texts(type == "DI" ? di : dout), QStringList{QStringLiteral("%1 %2 %3").arg(node).arg(index).arg(rising ? "true" : "false")});
+        QCOMPARE((type == "DI" ? dout : di).count(), 0);
+        if (node == "C_1" && index == 1) // C_1's DI and DO children in the logical tree
+            QCOMPARE(c.logicalNode(type == "DI" ? "C_1_0" : "C_1_1").data(LogicalTreeModel::diDoValueRole).toInt(), int(rising));
+    }
+
+    void connectionStateSettingsAndReferenceNames()
+    {
+        SampleConnection c;
+        QVERIFY(c.ready());
+        QSignalSpy status(&c.plugin, &PluginTopologyMgt::nodeStatusChanged);
+        QSignalSpy project(&c.plugin, &PluginTopologyMgt::cameraVCAProjectChanged);
+        QSignalSpy dido(&c.plugin, &PluginTopologyMgt::didoNodeChanged);
+        connect(&c.plugin, &PluginTopologyMgt::cameraVCAProjectChanged, this, [&](const QString& id) {
+            QCOMPARE(c.device(id, "vcaProjectRole").toString(), QStringLiteral("Yard"));
+            QCOMPARE(c.plugin.cameraInfoFrom(id, "vcaProjectRole").toString(), QStringLiteral("Yard"));
+        });
+        const QVariantList frontDoor{QVariantMap{{"Idx", 1}, {"RefName", "Front Door"}}};
+
+        c.broadcast("NotifyExternalIODeviceStatus", QVariantMap{{"NodeId", "IO_1"}, {"EventType", "ConnectionState"}});
+        c.broadcast("NotifyCameraSettingsChanged",
+                    QVariantMap{{"EventType", "NotifyCameraSettingsChanged"}, {"relayPath", "S_1"},
+                                {"cameras", QVariantList{QVariantMap{{"camUID", "S_1/C_3"}, {"camInfo", QVariantMap{{"vcaProject", "Yard"}}}}}}});
+        c.broadcast("NotifyDIDORefNameChange", QVariantMap{{"camNodeId", "C_1"}, {"diChangeList", frontDoor}});
+        c.broadcast("NotifyDIDORefNameChange", QVariantMap{{"diChangeList", frontDoor}}); // names no node
+        c.reply("GetDiDoRefName", QVariantList{QVariantMap{{"stationID", "S_1"}}, QVariantMap{{"camNodeId", "C_1"}, {"doChangeList", frontDoor}}});
+
+        QCOMPARE(c.device("IO_1", "connectedRole").toBool(), false);
+        QCOMPARE(status.count(), 0);
+        QCOMPARE(texts(project), QStringList{"S_1/C_3"});
+        QCOMPARE(texts(dido), (QStringList{"C_1", "S_1", "C_1"}));
+        QCOMPARE(c.device("C_1", "diNameListRole").toStringList(), QStringList{"Front Door"});
+        QCOMPARE(c.logicalNode("C_1_1").data(LogicalTreeModel::nameRole).toString(), QStringLiteral("Front Door"));
+    }
+
+    void cameraStatusRepliesOnlyOnSuccess()
+    {
+        SampleConnection c;
+        QVERIFY(c.ready());
+        QSignalSpy answer(&c.plugin, &PluginTopologyMgt::getCameraStatusResp);
+        QorbLogUtlStub::clear();
+
+        c.plugin.getCameraStatus("S_1", "C_2");
+        QTRY_COMPARE(answer.count(), 1);
+        c.reply("GetCameraStatus", QVariantMap{{"nodeID", "C_12"}, {"isRecording", false}}, "5");
+
+        QCOMPARE(answer, (QList<QList<QVariant>>{{"S_1/C_2", QVariantMap{{"isRecording", true}}}}));
+        QCOMPARE(QorbLogUtlStub::messages(), QList<QByteArray>{"PluginTopologyMgt::HandleGetCameraStatusResp, HandleGetCameraStatusResp return code : 5"});
+    }
+};
+
+QTEST_MAIN(StatusNotificationsTest)
+#include "tst_statusnotifications.moc"

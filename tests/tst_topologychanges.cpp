@@ -1,0 +1,201 @@
+#include "NodeDataCommander.h"
+#include "QorbLogUtlStub.h"
+#include "SampleConnection.h"
+#include "TestSupport.h"
+
+#include <QtTest>
+
+// Topology broadcasts change the trees first; listeners find what they are told about.
+class TopologyChangesTest : public QObject
+{
+    Q_OBJECT
+    static QStringList texts(const QSignalSpy& spy) { return SampleConnection::texts(spy); }
+    // The station's removed cameras in the device tree, then in the logical tree.
+    static QStringList removedCameras(SampleConnection& c, const QString& stationId)
+    {
+        QStringList ids;
+        const QAbstractItemModel* devices = c.plugin.getStandardTopologyModel();
+        const QModelIndex folder = devices->match(devices->index(0, 0), StandardTopologyModel::idRole, stationId + "/_REMOVED_CAMERAS_",
+                                                  1, Qt::MatchRecursive | Qt::MatchExactly).value(0);
+        for (int row = 0; folder.isValid() && row < devices->rowCount(folder); ++row)
+            ids << "device " + devices->index(row, 0, folder).data(StandardTopologyModel::idRole).toString();
+        const QModelIndex logical = c.logicalNode(LogicalTree::kRemovedCamerasFolderId);
+        for (int row = 0; row < logical.model()->rowCount(logical); ++row) {
+            const QString id = logical.model()->index(row, 0, logical).data(LogicalTreeModel::cameraNodeIDRole).toString();
+            if (id.startsWith(stationId + "/"))
+                ids << "logical " + id;
+        }
+        return ids;
+    }
+
+private slots:
+    void initTestCase() { NodeDataCommander::setRetryDelaysForTesting(40, 20); }
+
+    void insertionsAreAnnouncedOnceInTheTree()
+    {
+        SampleConnection c;
+        QVERIFY(c.ready());
+        QStringList heard;
+        for (auto signal : {&PluginTopologyMgt::nodeInserted, &PluginTopologyMgt::standardNodeInserted})
+            connect(&c.plugin, signal, this, [&, signal](const QString& id) {
+                heard << (signal == &PluginTopologyMgt::nodeInserted ? "node " : "standard ") + id
+                        + (c.plugin.existedInDeviceTree(id) ? "" : " missing");
+            });
+        QSignalSpy stations(&c.plugin, &PluginTopologyMgt::stationInserted);
+        QVariantList cameras; // S_7 is unknown
+        for (const char* id : {"S_1/C_9", "S_1/C_10", "S_7/C_1", "S_1/C_11"})
+            cameras << QVariantMap{{"nodeUID", id}, {"nodeName", "c_New"}, {"parentStationID", QString(id).section('/', 0, 0)}};
+
+        c.broadcast("NotifyCamInsert", cameras);
+        c.broadcast("NotifyStationInsert", QVariantList{QVariantMap{{"stationUID", "S_1/S_4"}, {"nodeName", "s_Annex"}, {"relayPath", "S_1"}},
+                                                        QVariantMap{{"stationUID", "S_8/S_1"}, {"relayPath", "S_8"}}});
+
+        QCOMPARE(heard, (QStringList{"node S_1/C_9", "standard S_1/C_9", "node S_1/C_10", "standard S_1/C_10",
+                                     "node S_1/C_11", "standard S_1/C_11", "node S_1/S_4"}));
+        QCOMPARE(texts(stations), QStringList{"S_1/S_4 Annex S_1"});
+        QCOMPARE(c.device("S_1/C_10", "nameRole").toString(), QStringLiteral("New"));
+        // The new camera's first status is news.
+        QSignalSpy status(&c.plugin, &PluginTopologyMgt::nodeStatusChanged);
+        c.broadcast("NotifyCameraStatus", QVariantList{QVariantMap{{"camUID", "S_1/C_9"}, {"connected", true}}});
+        QCOMPARE(texts(status), QStringList{"0 S_1/C_9 true"});
+    }
+
+    void renamesAreCleanedStoredAndAnnounced_data()
+    {
+        QTest::addColumn<QString>("event");
+        QTest::addColumn<QString>("id");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("camera prefix") << "NotifyCameraChange" << "C_4" << "d_Gate" << "Gate";
+        QTest::newRow("prefix elsewhere") << "NotifyCameraChange" << "C_4" << "Gate_d_" << "Gate_d_";
+        QTest::newRow("one prefix only") << "NotifyCameraChange" << "S_1/C_2" << "s_c_Lobby" << "c_Lobby";
+        QTest::newRow("login station") << "NotifyStationChange" << "" << "s_Head Office" << "Head Office";
+    }
+    void renamesAreCleanedStoredAndAnnounced()
+    {
+        QFETCH(QString, event);
+        QFETCH(QString, id);
+        QFETCH(QString, name);
+        QFETCH(QString, shown);
+        SampleConnection c;
+        QVERIFY(c.ready());
+        const bool camera = event == "NotifyCameraChange";
+        QSignalSpy renamed(&c.plugin, camera ? SIGNAL(cameraNameChanged(QString, QString)) : SIGNAL(stationNameChanged(QString, QString)));
+        connect(&c.plugin, &PluginTopologyMgt::cameraNameChanged, this, [&](const QString& cameraId, const QString& to) {
+            QCOMPARE(c.device(cameraId, "nameRole").toString(), to);
+            QCOMPARE(c.plugin.cameraStatus(cameraId).value("nameRole").toString(), to);
+            QCOMPARE(c.plugin.cameraInfoFrom(cameraId, "nameRole").toString(), to);
+        });
+
+        c.broadcast(event, QVariantMap{{camera ? "camUID" : "stationUID", id}, {"name", name}});
+
+        QCOMPARE(renamed, (QList<QList<QVariant>>{{id, shown}}));
+        QCOMPARE(c.device(id, "nameRole").toString(), shown);
+    }
+
+    void removalsKeepCamerasWithRecordingsAsRemovedCameras_data()
+    {
+        QTest::addColumn<QStringList>("nodes");
+        QTest::addColumn<QString>("type");
+        QTest::addColumn<QString>("method");
+        QTest::addColumn<QStringList>("announced");
+        QTest::addColumn<QStringList>("removed");
+        // S_1/C_9 arrives by broadcast: no location lists recordings of it.
+        QTest::newRow("entry removed") << QStringList{"S_1/C_2", "S_1/C_9"} << "Camera" << "RemoveEntry"
+                                       << QStringList{"device S_1/C_2", "device S_1/C_9"} << QStringList{"device S_1/C_2", "logical S_1/C_2"};
+        QTest::newRow("recordings deleted too") << QStringList{"S_1/C_2", "S_1/C_9"} << "Camera" << "RemoveAll"
+                                                << QStringList{"device S_1/C_2", "device S_1/C_9"} << QStringList();
+        QTest::newRow("station") << QStringList{"S_1/S_3"} << "Station" << "RemoveEntry" << QStringList{"station S_1/S_3"} << QStringList();
+    }
+    void removalsKeepCamerasWithRecordingsAsRemovedCameras()
+    {
+        QFETCH(QStringList, nodes);
+        QFETCH(QString, type);
+        QFETCH(QString, method);
+        QFETCH(QStringList, announced);
+        QFETCH(QStringList, removed);
+        SampleConnection c;
+        QVERIFY(c.ready());
+        c.broadcast("NotifyCamInsert", QVariantList{QVariantMap{{"nodeUID", "S_1/C_9"}, {"parentStationID", "S_1"}}});
+        QStringList heard;
+        for (auto signal : {&PluginTopologyMgt::deviceRemoved, &PluginTopologyMgt::stationRemoved})
+            connect(&c.plugin, signal, this, [&, signal](const QString& id) {
+                heard << (signal == &PluginTopologyMgt::deviceRemoved ? "device " : "station ") + id;
+                QCOMPARE(removedCameras(c, "S_1"), removed);
+            });
+
+        c.broadcast("NotifyNodeRemove", QVariantMap{{"parentStationID", "S_1"}, {"nodeList", nodes}, {"nodeType", type}, {"method", method}});
+
+        QCOMPARE(heard, announced);
+        QCOMPARE(removedCameras(c, "S_1"), removed);
+        if (!removed.isEmpty())
+            QCOMPARE(c.device("S_1/C_2", "nameRole").toString(), QStringLiteral("Warehouse Aisle 2"));
+        // The status table forgets the removed nodes and everything below them.
+        QVERIFY(c.plugin.cameraStatus(nodes.first()).isEmpty());
+        QCOMPARE(c.plugin.cameraStatus("S_1/S_3/C_1").isEmpty(), type == "Station");
+        QVERIFY(!c.plugin.cameraStatus("S_1/C_1").isEmpty());
+    }
+
+    void externalDevicesAreRemovedByEitherIdentifier_data()
+    {
+        QTest::addColumn<QString>("listed");
+        QTest::newRow("within the station") << "IO_2";
+        QTest::newRow("whole") << "S_1/IO_2";
+    }
+    void externalDevicesAreRemovedByEitherIdentifier()
+    {
+        QFETCH(QString, listed);
+        SampleConnection c;
+        QVERIFY(c.ready());
+        c.reply("RetrieveExternalDevs", QVariantList{QVariantMap{{"RelayPath", "S_1"}, {"NodeID", "S_1/IO_2"}, {"DINum", 2}}});
+        c.reply("RetrieveAllCamInfo", QVariantMap{{"relayPath", "S_1"}, {"stations", QVariantList{QVariantMap{{"stationUID", "S_1"}}}}});
+        QVERIFY(c.plugin.existedInDeviceTree("S_1/IO_2") && c.logicalNode("S_1/IO_2").isValid());
+        QCOMPARE(c.plugin.didoNodeInfoFrom("S_1/IO_2", "DI").size(), 2);
+
+        c.broadcast("NotifyExternalDeviceRemove", QVariantMap{{"relayPath", "S_1"}, {"idList", QStringList{listed}}});
+
+        QVERIFY(!c.plugin.existedInDeviceTree("S_1/IO_2") && !c.logicalNode("S_1/IO_2").isValid());
+        QVERIFY(c.plugin.didoNodeInfoFrom("S_1/IO_2", "DI").isEmpty());
+        QVERIFY(c.plugin.existedInDeviceTree("IO_1"));
+    }
+
+    void nullBroadcastsAreLoggedAndChangeNothing_data()
+    {
+        QTest::addColumn<QString>("event");
+        QTest::addColumn<QByteArray>("logged");
+        for (const auto& [event, handler, text] : std::initializer_list<std::tuple<const char*, const char*, const char*>>{
+                 {"NotifyCamInsert", "HandleBroadcastCamInsert", "HanldeBroadcastCamInsert : "},
+                 {"NotifyStationInsert", "HandleBroadcastStationInsert", "HanldeBroadcastStationInsert : "},
+                 {"NotifyCameraChange", "HandleBroadcastCamChange", "HandleBroadcastCamChange : "},
+                 {"NotifyStationChange", "HandleBroadcastStationChange", "HandleBroadcastStationChange : "},
+                 {"NotifyStationInfoChange", "HandleBroadcastStationInfoChange", "HandleBroadcastStationInfoChange : "},
+                 {"NotifyNodeRemove", "HandleBroadcastNodeRemoved", "HandleBroadcastNodeRemoved : "},
+                 {"NotifySrvPortChange", "HandleBroadcastSrvPortChange", ""},
+                 {"NotifyRelayInfoChange", "HandleBroadcastRelayInfoChange", ""},
+                 {"NotifyCameraStatus", "HandleNotifyCamStatusChanged", "HandleNotifyCamStatusChanged : "},
+                 {"NotifyChannelAdd", "HandleBroadcastChnlAdded", "HandleBroadcastChnlAdded : "},
+                 {"NotifyChannelRemove", "HandleBroadcastChnlRemoved", "HandleBroadcastChnlRemoved : "},
+                 {"NotifyLocationRemove", "HandleBroadcastLocRemoved", "HandleBroadcastLocRemoved : "}})
+            QTest::newRow(event) << event << QByteArray("PluginTopologyMgt::") + handler + ", " + text + "notify is null";
+    }
+    void nullBroadcastsAreLoggedAndChangeNothing()
+    {
+        QFETCH(QString, event);
+        QFETCH(QByteArray, logged);
+        SampleConnection c;
+        QVERIFY(c.ready());
+        ModelNotificationRecorder devices(c.plugin.getStandardTopologyModel(), StandardTopologyModel::idRole);
+        ModelNotificationRecorder logical(c.plugin.logicalTree().getModel(), LogicalTreeModel::idRole);
+        const QVariantMap locations = c.plugin.locationInfo("C_1");
+        QorbLogUtlStub::clear();
+
+        c.broadcast(event, QVariant());
+
+        QCOMPARE(QorbLogUtlStub::messages(), QList<QByteArray>{logged});
+        QCOMPARE(devices.lines() + logical.lines(), QStringList());
+        QCOMPARE(c.plugin.locationInfo("C_1"), locations);
+    }
+};
+
+QTEST_MAIN(TopologyChangesTest)
+#include "tst_topologychanges.moc"
