@@ -4,6 +4,7 @@
 #include "LogicalTreeOrder.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -134,7 +135,7 @@ LogicalTreeSortFilterModel::Verdict LogicalTreeSortFilterModel::ownVerdict(const
     if (!passesSettings(sourceNode, type))
         return Verdict::Rejected;
     if (!m_capabilityKeys.isEmpty() && type == Logical::Camera)
-        return hasCapabilities(sourceNode) && nameContainsText(sourceNode) ? Verdict::Accepted : Verdict::Rejected;
+        return nameContainsText(sourceNode) && hasCapabilities(sourceNode) ? Verdict::Accepted : Verdict::Rejected;
     // Every name contains the empty text.
     if (m_text.isEmpty())
         return Verdict::Accepted;
@@ -228,16 +229,27 @@ void LogicalTreeSortFilterModel::followDataChange(const QModelIndex& topLeft, co
     const QModelIndex parent = topLeft.parent();
     const int last = std::min(bottomRight.row(), sourceModel()->rowCount(parent) - 1);
     const bool nameChanged = roles.isEmpty() || roles.contains(Logical::nameRole);
-    bool changedRowsAccepted = false;
     for (int row = topLeft.row(); row <= last; ++row) {
         if (nameChanged && descendantsAreStale(sourceModel()->index(row, 0, parent))) {
             invalidateRowsFilter();
             return;
         }
-        changedRowsAccepted = changedRowsAccepted || filterAcceptsRow(row, parent);
     }
-    if (ancestorsAreStale(parent, topLeft.row(), last, changedRowsAccepted))
+    if (ancestorsAreStale(parent, topLeft.row(), last, anyRowAccepted(parent, topLeft.row(), last)))
         invalidateRowsFilter();
+}
+
+bool LogicalTreeSortFilterModel::anyRowAccepted(const QModelIndex& sourceParent, int first, int last) const
+{
+    // Below a shown parent Qt has just filtered these rows; its answer is reused.
+    const bool parentShown = isShown(sourceParent);
+    for (int row = first; row <= last; ++row) {
+        const bool accepted = parentShown ? mapFromSource(sourceModel()->index(row, 0, sourceParent)).isValid()
+                                          : filterAcceptsRow(row, sourceParent);
+        if (accepted)
+            return true;
+    }
+    return false;
 }
 
 void LogicalTreeSortFilterModel::followInsertedRows(const QModelIndex& sourceParent, int first, int last)
@@ -249,10 +261,7 @@ void LogicalTreeSortFilterModel::followInsertedRows(const QModelIndex& sourcePar
     }
     if (m_text.isEmpty())
         return;
-    bool insertedRowsAccepted = false;
-    for (int row = first; row <= last && !insertedRowsAccepted; ++row)
-        insertedRowsAccepted = filterAcceptsRow(row, sourceParent);
-    if (ancestorsAreStale(sourceParent, first, last, insertedRowsAccepted))
+    if (ancestorsAreStale(sourceParent, first, last, anyRowAccepted(sourceParent, first, last)))
         invalidateRowsFilter();
 }
 

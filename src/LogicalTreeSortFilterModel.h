@@ -74,6 +74,7 @@ private:
     bool filtersOn(const QList<int>& roles) const;
     bool isShown(const QModelIndex& sourceNode) const;
     int shownRowsAmong(const QModelIndex& sourceParent, int first, int last) const;
+    bool anyRowAccepted(const QModelIndex& sourceParent, int first, int last) const;
     bool ancestorsAreStale(const QModelIndex& sourceParent, int first, int last, bool changedRowsAccepted) const;
     bool descendantsAreStale(const QModelIndex& sourceNode) const;
 
