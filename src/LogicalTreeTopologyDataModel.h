@@ -53,8 +53,9 @@
 //   "isSubstationDisconnectedRole" are present exactly when true (the device's
 //   own cloud flag, which shares the first name, is left out).
 // - Roles named in the re-emitted dataChanged: nameRole (for nodes without a name
-//   of their own) for the device name; the logical counterpart of each changed
-//   device role of the table; dataRole when a changed device role feeds the
+//   of their own) for the device name; the logical role answered from each
+//   changed device role (cameraTypeRole for camTypeRole, isConnectedRole for
+//   connectedRole, and so on); dataRole when a changed device role feeds the
 //   map above; displayIconRole when the node's kind takes its icon from a
 //   changed role; for stations, isSubstationDisconnectedRole on every node below
 //   a sub-station whose connection or kind changed, and the two cloud roles on
@@ -62,8 +63,8 @@
 //   identifier, a change naming no role, inserted and removed topology rows and a
 //   topology reset name every computed role (the cloud and sub-station roles only
 //   where a station came or went).
-// - Setting another topology model while the logical tree has rows resets this
-//   model, since every computed value may change at once.
+// - Setting another topology model, or losing it, while the logical tree has
+//   rows resets this model, since every computed value may change at once.
 class LogicalTreeTopologyDataModel : public QIdentityProxyModel
 {
     Q_OBJECT
