@@ -1,0 +1,38 @@
+#include "LogicalTreeFolderModel.h"
+
+#include "LogicalTreeModel.h"
+#include "LogicalTreeOrder.h"
+
+namespace {
+
+using Logical = LogicalTreeModel;
+
+} // namespace
+
+LogicalTreeFolderModel::LogicalTreeFolderModel(QObject* parent)
+    : QSortFilterProxyModel(parent)
+{
+    sort(0, Qt::AscendingOrder);
+}
+
+bool LogicalTreeFolderModel::filterAcceptsRow(int sourceRow, const QModelIndex& sourceParent) const
+{
+    static const QString specialFolderIds[] = {QStringLiteral("_REMOVED_CAMERAS_"), QStringLiteral("_LOCAL_DB_"),
+                                               QStringLiteral("_IO_BOX_FID_")};
+    const QModelIndex node = sourceModel()->index(sourceRow, 0, sourceParent);
+    if (logicalTypeOf(node) != Logical::Folder)
+        return false;
+    const QString id = node.data(Logical::idRole).toString();
+    for (const QString& specialId : specialFolderIds) {
+        if (id.contains(specialId))
+            return false;
+    }
+    return !node.data(Logical::isSKYRCloudDeviceRole).toBool();
+}
+
+bool LogicalTreeFolderModel::lessThan(const QModelIndex& sourceLeft, const QModelIndex& sourceRight) const
+{
+    return QString::compare(sourceLeft.data(Logical::nameRole).toString(),
+                            sourceRight.data(Logical::nameRole).toString(), Qt::CaseInsensitive)
+        < 0;
+}

@@ -1,0 +1,33 @@
+#include "LogicalTreeOrder.h"
+
+#include "LogicalTreeModel.h"
+
+namespace {
+
+using Logical = LogicalTreeModel;
+
+} // namespace
+
+int logicalTypeOf(const QModelIndex& index)
+{
+    bool isNumber = false;
+    const int type = index.data(Logical::typeRole).toInt(&isNumber);
+    return isNumber ? type : -1;
+}
+
+bool isBeforeSibling(const QModelIndex& left, const QModelIndex& right, int type)
+{
+    static const QString specialFolders[] = {QStringLiteral("_SKYRCloud_"), QStringLiteral("_LOCAL_DB_"),
+                                             QStringLiteral("_REMOVED_CAMERAS_")};
+    const QString leftNodeId = left.data(Logical::nodeIDRole).toString();
+    const QString rightNodeId = right.data(Logical::nodeIDRole).toString();
+    for (const QString& folder : specialFolders) {
+        if (leftNodeId == folder || rightNodeId == folder)
+            return leftNodeId == folder;
+    }
+    if (type == Logical::DigitalInput || type == Logical::DigitalOutput)
+        return left.row() < right.row();
+    return QString::compare(left.data(Logical::nameRole).toString(), right.data(Logical::nameRole).toString(),
+                            Qt::CaseInsensitive)
+        < 0;
+}

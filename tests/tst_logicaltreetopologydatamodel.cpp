@@ -1,0 +1,289 @@
+#include "LogicalTreeInstallation.h"
+#include "TestSupport.h"
+
+#include <QAbstractItemModelTester>
+#include <QtTest>
+
+#include <functional>
+#include <memory>
+
+using Logical = LogicalTreeModel;
+using Device = StandardTopologyModel;
+using Tester = QAbstractItemModelTester;
+
+namespace {
+
+// Every computed role, and those of a camera that came or went without its station.
+const QString kAllRoles = "259,261,268,269,270,271,272,273,274,275,276,277,278,279,280,281,282";
+const QString kCameraRoles = "259,261,268,269,270,271,275,276,277,278,279,280,281,282";
+
+QVariant runningFor(const QString& key, const QString& station)
+{
+    return QVariantMap{{key, QVariantMap{{"Name", "F_9"}, {"Status", QVariantMap{{"#text", "Running"},
+                                                                                  {"@Server", station}}}}}};
+}
+
+// The installation, filled under the model tester, and a recorder of the model's notifications.
+struct Fixture : LogicalTreeInstallation
+{
+    Fixture()
+        : tester(&topologyData, Tester::FailureReportingMode::Fatal)
+        , recorder(&topologyData, Logical::idRole)
+    {
+        build();
+        recorder.clear();
+    }
+    QVariant value(const QString& treeId, int role) const { return findByTreeId(topologyData, treeId).data(role); }
+
+    Tester tester;
+    ModelNotificationRecorder recorder;
+};
+
+using Operation = std::function<void(Fixture&)>;
+
+} // namespace
+
+Q_DECLARE_METATYPE(Operation)
+
+class TestLogicalTreeTopologyDataModel : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void computedRoles_data();
+    void computedRoles();
+    void displayIcons();
+    void dataRoleJoinsDeviceFields();
+    void notifiesOnlyAffectedNodes_data();
+    void notifiesOnlyAffectedNodes();
+    void topologyResetSwapAndLoss();
+    void malformedNodesAreHarmless();
+};
+
+void TestLogicalTreeTopologyDataModel::computedRoles_data()
+{
+    QTest::addColumn<QString>("treeId");
+    QTest::addColumn<int>("role");
+    QTest::addColumn<QVariant>("expected");
+    const auto row = [](const char* name, const QString& treeId, int role, const QVariant& expected) {
+        QTest::newRow(name) << treeId << role << expected;
+    };
+    row("camera named by its device", "T1", Logical::nameRole, "Gate");
+    row("folder keeps its name", "F1", Logical::nameRole, "Lobby");
+    row("unknown camera has no name", "T5", Logical::nameRole, QVariant());
+    row("camera type", "T1", Logical::cameraTypeRole, 2);
+    row("recording", "T1", Logical::isRecordingRole, true);
+    row("connected", "T2", Logical::isConnectedRole, false);
+    row("processing", "T1", Logical::processingStatusRole, 3);
+    row("brand", "T1", Logical::brandRole, "ONVI");
+    row("edge recording", "T1", Logical::isUseEdgeRecordingRole, true);
+    row("edge files", "T1", Logical::hasEdgeRecordingFileRole, false);
+    row("root station is no cloud", "T1", Logical::isSKYRCloudDeviceRole, false);
+    row("cloud station", "T2", Logical::isSKYRCloudDeviceRole, true);
+    row("cloud relay", "T2", Logical::isSKYRCloudDeviceRelayConnectRole, true);
+    row("cloud by relay path", "T9", Logical::isSKYRCloudDeviceRole, true);
+    row("cloud folder station", "T8", Logical::isSKYRCloudDeviceRole, true);
+    row("cloud folder has no relay", "T8", Logical::isSKYRCloudDeviceRelayConnectRole, false);
+    row("behind offline substation", "T4", Logical::isSubstationDisconnectedRole, true);
+    row("DI behind offline substation", "S11/C_1_0", Logical::isSubstationDisconnectedRole, true);
+    row("below login station", "T10", Logical::isSubstationDisconnectedRole, false);
+}
+
+void TestLogicalTreeTopologyDataModel::computedRoles()
+{
+    QFETCH(QString, treeId);
+    QFETCH(int, role);
+    QFETCH(QVariant, expected);
+    // given
+    Fixture f;
+    // when
+    const QVariant actual = f.value(treeId, role);
+    // then
+    QCOMPARE(actual, expected);
+}
+
+void TestLogicalTreeTopologyDataModel::displayIcons()
+{
+    // given a removed camera, a local database, a folder of a cloud station and a node of no known kind
+    Fixture f;
+    f.devices.insertRemovedCameras("S1", {QVariantMap{{"camID", "old"}, {"camName", "Old"}, {"cameraType", 2}}});
+    f.logical.insertRemovedCameras("S1", {QVariantMap{{"camID", "old"}, {"camName", "Old"}}});
+    f.logical.insertNewLocalDB({{"cam1", QVariantMap{{"camName", "Archive"}, {"recPath", "D:"}}}}, "Disk");
+    QStandardItemModel* store = f.logical.getModel();
+    store->setData(findByTreeId(*store, "F2"), "S1/x", Logical::cameraNodeIDRole);
+    store->setData(findByTreeId(*store, "T11"), 9, Logical::typeRole);
+    // when
+    f.logical.updateDiDoValues({{"NodeId", "S11/C_1"}, {"EventType", "DI"}, {"Index", 1}, {"Value", "Rising"}});
+    // then
+    const QList<QPair<QString, QString>> expected{
+            {"_REMOVED_CAMERAS_/S1/old", "removedCamera"}, {"S2", "ioSubstation"},
+            {"S2/E_1", "ioDeviceDisconnected"},           {"D:/cam1", "localDBCamera"},
+            {"S11/C_1_0", "diRising"},                    {"S11/C_1_1", "doFalling"},
+            {"F1", "folder"},                             {"CLOUD", "SKYRCloudFolder"},
+            {"F2", "SKYRCloudSubstationFolder"},          {"T11", ""},
+    };
+    for (const auto& [treeId, icon] : expected)
+        QCOMPARE(f.value(treeId, Logical::displayIconRole).toString(), icon);
+
+    // and cameras by their model and connection
+    const QStringList models{"", "Box", "Bullet", "MiniBox", "PTZSpeedDome", "Cube", "MobileDome", "Fisheye",
+                             "FixedDome", "VideoServer", "", "MultiAngle", ""};
+    for (int type = 0; type < models.size(); ++type) {
+        for (bool connected : {true, false}) {
+            f.devices.setDataMap("R/C_2", {{"camTypeRole", type}, {"connectedRole", connected}});
+            const QString icon = type == Device::CameraExternalDevice
+                    ? "cameraExternalDevice"
+                    : "camera" + models.at(type) + (connected ? "Connected" : "Disconnected");
+            QCOMPARE(f.value("T10", Logical::displayIconRole).toString(), icon);
+        }
+    }
+}
+
+void TestLogicalTreeTopologyDataModel::dataRoleJoinsDeviceFields()
+{
+    // given
+    Fixture f;
+    f.failover.UpdateStatus(runningFor("GetFailoverStatusRes", "R"));
+    // when
+    const QVariantMap camera = f.value("T1", Logical::dataRole).toMap();
+    const QVariantMap cloudCamera = f.value("T2", Logical::dataRole).toMap();
+    const QVariantMap offlineCamera = f.value("T4", Logical::dataRole).toMap();
+    const QVariantMap folder = f.value("F1", Logical::dataRole).toMap();
+    // then: logical fields win, device fields, capability flags and edge fields join
+    QCOMPARE(camera.value("idRole"), QVariant("T1"));
+    QCOMPARE(camera.value("nameRole"), QVariant("Gate"));
+    QCOMPARE(camera.value("brandRole"), QVariant("ONVI"));
+    QCOMPARE(camera.value("suppPTZ"), QVariant(true));
+    QCOMPARE(camera.value("isUseEdgeRecordingRole"), QVariant(true));
+    QCOMPARE(camera.value("takenOverRole"), QVariant(true));
+    QCOMPARE(camera.value("takenOverIdRole"), QVariant("S_9"));
+    QVERIFY(!camera.contains("isSKYRCloudDeviceRole"));
+    QCOMPARE(cloudCamera.value("isSKYRCloudDeviceRole"), QVariant(true));
+    QCOMPARE(cloudCamera.value("isSKYRCloudDeviceRelayConnectRole"), QVariant(true));
+    QVERIFY(!cloudCamera.contains("isSubstationDisconnectedRole"));
+    QCOMPARE(offlineCamera.value("isSubstationDisconnectedRole"), QVariant(true));
+    QCOMPARE(folder.value("nameRole"), QVariant("Lobby"));
+    QVERIFY(!folder.contains("ipRole"));
+    // and the names views bind to: the logical ones, the computed ones but the brand
+    const QHash<int, QByteArray> names = f.topologyData.roleNames();
+    QCOMPARE(names.size(), 10 + 13);
+    QCOMPARE(names.value(Logical::isSubstationDisconnectedRole), QByteArray("isSubstationDisconnectedRole"));
+}
+
+void TestLogicalTreeTopologyDataModel::notifiesOnlyAffectedNodes_data()
+{
+    QTest::addColumn<Operation>("operation");
+    QTest::addColumn<QStringList>("expected");
+
+    const auto changed = [](const QString& treeId, const QString& roles) {
+        return QStringLiteral("changed %1 roles %2").arg(treeId, roles);
+    };
+    QTest::newRow("camera goes offline") << Operation([](Fixture& f) {
+        f.devices.setDataMap("R/C_1", {{"connectedRole", false}});
+    }) << QStringList{changed("T1", "261,271,278"), changed("T3", "261,271,278")};
+    QTest::newRow("camera renamed") << Operation([](Fixture& f) { f.devices.updateNodeName("R/C_1", "Main"); })
+                                    << QStringList{changed("T1", "259,261"), changed("T3", "259,261")};
+    QTest::newRow("field outside every computed role") << Operation([](Fixture& f) {
+        f.devices.setData("R/C_1", Device::camModelRole, "X-1");
+    }) << QStringList();
+    QTest::newRow("camera outside the logical tree") << Operation([](Fixture& f) {
+        f.devices.setDataMap("S2/C_1", {{"connectedRole", true}});
+    }) << QStringList();
+    QTest::newRow("login station goes offline") << Operation([](Fixture& f) {
+        f.devices.setDataMap("R", {{"connectedRole", false}});
+    }) << QStringList();
+    QTest::newRow("station leaves the cloud") << Operation([](Fixture& f) {
+        f.devices.setDataMap("S1", {{"skyrCloudDeviceIdRole", ""}});
+    }) << QStringList{changed("T2", "261,272,273")};
+    QTest::newRow("substation goes offline") << Operation([](Fixture& f) {
+        f.devices.setDataMap("S1", {{"connectedRole", false}});
+    }) << QStringList{changed("T2", "261,274"),        changed("T9", "261,274"),
+                      changed("T4", "261,274"),        changed("T7", "261,274"),
+                      changed("S11/C_1_0", "261,274"), changed("S11/C_1_1", "261,274")};
+    QTest::newRow("station removed") << Operation([](Fixture& f) { f.devices.removeNodes({"S11"}); })
+                                     << QStringList{changed("T4", kAllRoles),
+                                                    changed("T7", kAllRoles),
+                                                    changed("S11/C_1_0", "261,272,273,274"),
+                                                    changed("S11/C_1_1", "261,272,273,274")};
+    QTest::newRow("camera arrives") << Operation([](Fixture& f) {
+        f.devices.insertNewCameraNodes({QVariantMap{{"nodeUID", "R/C_3"}, {"parentStationID", "R"}}});
+    }) << QStringList{changed("T11", kCameraRoles)};
+    QTest::newRow("station taken over") << Operation([](Fixture& f) {
+        f.failover.UpdateStatus(runningFor("FailoverStatusChg", "S11"));
+    }) << QStringList{changed("T4", "261,275"), changed("T7", "261,275")};
+    QTest::newRow("folder renamed") << Operation([](Fixture& f) { f.logical.renameNode("F1", "Hall"); })
+                                    << QStringList{changed("F1", "259"), changed("F1", "261")};
+    QTest::newRow("DI level") << Operation([](Fixture& f) {
+        f.logical.updateDiDoValues({{"NodeId", "S11/C_1"}, {"EventType", "DI"}, {"Index", 1}, {"Value", "Rising"}});
+    }) << QStringList{changed("S11/C_1_0", "264"), changed("S11/C_1_0", "261,278")};
+}
+
+void TestLogicalTreeTopologyDataModel::notifiesOnlyAffectedNodes()
+{
+    QFETCH(Operation, operation);
+    QFETCH(QStringList, expected);
+    // given
+    Fixture f;
+    // when
+    operation(f);
+    // then
+    QCOMPARE(f.recorder.lines(), expected);
+}
+
+void TestLogicalTreeTopologyDataModel::topologyResetSwapAndLoss()
+{
+    // given
+    Fixture f;
+    // when the device tree is cleared (a lost server connection)
+    f.devices.clear();
+    // then every node of a known device hears of it (the station I/O device keeps its own name and icon),
+    // with the DI/DO of cameras, and cameras lose their device names
+    QStringList expected;
+    for (const QString& treeId : QStringList{"T1", "T3", "T10", "T2", "T9", "T4", "T7"})
+        expected << "changed " + treeId + " roles " + kAllRoles;
+    expected << "changed S11/C_1_0 roles 261,272,273,274" << "changed S11/C_1_1 roles 261,272,273,274"
+             << "changed S2 roles 261,268,269,270,271,272,273,274,275,276,277,279,280,281,282";
+    QCOMPARE(f.recorder.lines(), expected);
+    QCOMPARE(f.value("T1", Logical::nameRole), QVariant());
+
+    // when another topology is set on a populated tree: one reset, values from the new one
+    f.recorder.clear();
+    {
+        auto plain = std::make_unique<QStandardItemModel>();
+        auto* node = new QStandardItem;
+        node->setData("R/C_1", Device::idRole);
+        node->setData("Plain", Device::nameRole);
+        plain->appendRow(node);
+        f.topologyData.setTopologyModel(plain.get());
+        QCOMPARE(f.recorder.lines(), QStringList{"reset"});
+        QCOMPARE(f.value("T1", Logical::nameRole), QVariant("Plain"));
+        QCOMPARE(f.topologyData.topologyModel(), plain.get());
+        // and loses it
+    }
+    QCOMPARE(f.topologyData.topologyModel(), nullptr);
+    QCOMPARE(f.recorder.lines(), QStringList({"reset", "reset"}));
+    QCOMPARE(f.value("T1", Logical::nameRole), QVariant());
+    QCOMPARE(f.value("T1", Logical::displayIconRole), QVariant("cameraDisconnected"));
+}
+
+void TestLogicalTreeTopologyDataModel::malformedNodesAreHarmless()
+{
+    // given nodes whose fields have the wrong kinds, and a model without source or topology
+    Fixture f;
+    QStandardItemModel* store = f.logical.getModel();
+    store->setData(findByTreeId(*store, "T2"), QVariantList{1, 2}, Logical::cameraNodeIDRole);
+    store->setData(findByTreeId(*store, "T1"), "/", Logical::cameraNodeIDRole);
+    store->setData(findByTreeId(*store, "F1"), QVariantMap{{"a", 1}}, Logical::typeRole);
+    LogicalTreeTopologyDataModel empty;
+    // when / then: reads and notifications go on
+    QCOMPARE(f.value("T2", Logical::nameRole), QVariant());
+    QCOMPARE(f.value("T1", Logical::isSKYRCloudDeviceRole), QVariant(false));
+    QCOMPARE(f.value("F1", Logical::displayIconRole), QVariant(""));
+    QCOMPARE(empty.data(f.topologyData.index(0, 0), Logical::nameRole), QVariant());
+    f.recorder.clear();
+    f.devices.setDataMap("S1", {{"connectedRole", false}});
+    QCOMPARE(f.recorder.lines().first(), QString("changed T2 roles 261,274"));
+}
+
+QTEST_MAIN(TestLogicalTreeTopologyDataModel)
+#include "tst_logicaltreetopologydatamodel.moc"
