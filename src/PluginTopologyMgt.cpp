@@ -7,6 +7,12 @@
 #include "DeviceSortFilterModel.h"
 #include "EventDeviceModel.h"
 #include "ListToFileWriter.h"
+#include "LogicalTreeFilterSortModelEx.h"
+#include "LogicalTreeFolderModel.h"
+#include "LogicalTreeIDFilterModel.h"
+#include "LogicalTreeSortFilterModel.h"
+#include "LogicalTreeTopologyDataModel.h"
+#include "LogicalTreeValidCameraDataModel.h"
 #include "TreeToListProxyModel.h"
 #include "WebPageTreeFilterSortModel.h"
 #include "WebPageTreeModelController.h"
@@ -30,6 +36,10 @@ PluginTopologyMgt::PluginTopologyMgt() = default;
 
 PluginTopologyMgt::~PluginTopologyMgt()
 {
+    if (m_topologyDataModel)
+        m_topologyDataModel->deleteLater();
+    if (m_validCameraDataModel)
+        m_validCameraDataModel->deleteLater();
     if (m_failoverControl)
         m_failoverControl->deleteLater();
     if (m_failoverControlWithoutRedundantServer)
@@ -70,6 +80,13 @@ bool PluginTopologyMgt::Init(QQmlContext*)
                 &PluginTopologyMgt::stationTakenOverChanged);
         connect(m_failoverControl, &StandardFailoverControl::failoverStatusChanged, this,
                 &PluginTopologyMgt::failoverStatusChanged);
+        // The logical views see the device data through the failover control, so
+        // that taken-over stations show in them too.
+        m_topologyDataModel = new LogicalTreeTopologyDataModel(this);
+        m_topologyDataModel->setSourceModel(m_logicalTree.getModel());
+        m_topologyDataModel->setTopologyModel(m_failoverControl);
+        m_validCameraDataModel = new LogicalTreeValidCameraDataModel(this);
+        m_validCameraDataModel->setSourceModel(m_topologyDataModel);
         m_listToFileWriter = QSharedPointer<ListToFileWriter>::create();
         m_webPageController = std::make_shared<WebPageTreeModelController>();
     } catch (const std::bad_alloc&) {
@@ -876,4 +893,60 @@ QString PluginTopologyMgt::moveToAvailableLocation(const QString& nodeId)
         record.insert(QStringLiteral("queryFromRole"), queryFromOf(chosen));
     }
     return chosen;
+}
+
+// ---- Logical tree views ------------------------------------------------------
+
+QAbstractItemModel* PluginTopologyMgt::getFullLogicalTreeModel()
+{
+    return m_topologyDataModel;
+}
+
+QAbstractItemModel* PluginTopologyMgt::getLogicalTreeModel()
+{
+    return m_validCameraDataModel;
+}
+
+QAbstractItemModel* PluginTopologyMgt::getLogicalTreeSortFilterModel(QObject* parent)
+{
+    auto* model = new LogicalTreeSortFilterModel(parent);
+    model->setSourceModel(m_validCameraDataModel);
+    return model;
+}
+
+// The tree filter library filters over our own sorted, filtered view; the
+// inner view belongs to the outer one, so the caller's parent owns both.
+QAbstractItemModel* PluginTopologyMgt::createAdvancedLogicalTreeModel(QObject* parent, bool showIoDevices)
+{
+    auto* advanced = new LogicalTreeFilterSortModelEx(parent);
+    auto* inner = new LogicalTreeSortFilterModel(advanced);
+    inner->showIONodesAndFolders(showIoDevices);
+    inner->setSourceModel(m_validCameraDataModel);
+    advanced->setSourceModel(inner);
+    advanced->setDataRoleEnum(LogicalTreeModel::dataRole);
+    return advanced;
+}
+
+QAbstractItemModel* PluginTopologyMgt::getLogicalTreeAdvancedSortFilterModel(QObject* parent)
+{
+    return createAdvancedLogicalTreeModel(parent, false);
+}
+
+QAbstractItemModel* PluginTopologyMgt::getLogicalTreeAdvancedSortFilterModelWithIODevices(QObject* parent)
+{
+    return createAdvancedLogicalTreeModel(parent, true);
+}
+
+QAbstractItemModel* PluginTopologyMgt::getLogicalTreeFolderModel(QObject* parent)
+{
+    auto* model = new LogicalTreeFolderModel(parent);
+    model->setSourceModel(m_validCameraDataModel);
+    return model;
+}
+
+QAbstractItemModel* PluginTopologyMgt::getLogicalTreeIDFilterModel(QObject* parent, QAbstractItemModel* source)
+{
+    auto* model = new LogicalTreeIDFilterModel(parent);
+    model->setSourceModel(source);
+    return model;
 }

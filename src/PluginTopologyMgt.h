@@ -21,6 +21,8 @@
 #include <memory>
 #include <vector>
 
+class LogicalTreeTopologyDataModel;
+class LogicalTreeValidCameraDataModel;
 class WebPageTreeModelController;
 
 class QAbstractItemModel;
@@ -157,6 +159,14 @@ public:
     Q_INVOKABLE QVariant logicalTreeInfoFrom(const QString& treeID, int role) const;
     Q_INVOKABLE bool existedInLogicalTree(const QString& cameraId) const;
     Q_INVOKABLE void restoreUngroupedDevices();
+    // The two long-lived logical models; the other getters build a new proxy owned by the given parent.
+    Q_INVOKABLE QAbstractItemModel* getFullLogicalTreeModel();
+    Q_INVOKABLE QAbstractItemModel* getLogicalTreeModel();
+    Q_INVOKABLE QAbstractItemModel* getLogicalTreeSortFilterModel(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getLogicalTreeAdvancedSortFilterModel(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getLogicalTreeAdvancedSortFilterModelWithIODevices(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getLogicalTreeFolderModel(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getLogicalTreeIDFilterModel(QObject* parent, QAbstractItemModel* source);
 
     // Device models and device-tree queries. Every getter but the first builds
     // a new proxy owned by the given parent.
@@ -261,6 +271,7 @@ private:
     void HandleBroadcastRemoveLogicalTreeFolder(const QVariant& notify);
     void HandleBroadcastFailoverStatusChanged(const QVariant& notify);
     void HandleBroadcastWebPageChanged(const QVariant& notify);
+    QAbstractItemModel* createAdvancedLogicalTreeModel(QObject* parent, bool showIoDevices);
     // Both failover controls follow every status report.
     void updateFailoverStatus(const QVariant& status);
 
@@ -273,6 +284,8 @@ private:
     void storeDiDoStates(const std::vector<QVariantMap>& records);
     void storeDiDoState(const QString& nodeId, int inputCount, int outputCount);
 
+    LogicalTreeTopologyDataModel* m_topologyDataModel = nullptr;
+    LogicalTreeValidCameraDataModel* m_validCameraDataModel = nullptr;
     QSharedPointer<IListToFileWriter> m_listToFileWriter;
     ListFileLocations m_listFileLocations;
     // The failover control that shows redundant servers, and the one that hides them.
