@@ -630,8 +630,9 @@ void PluginTopologyMgt::HandleBroadcastLocRemoved(const QVariant& notify)
     const QVariantMap removal = notify.toMap();
     const QString relayPath = textOf(removal, "relayPath");
     const QVariantList removedLocations = removal.value(QStringLiteral("locInfo")).toList();
+    // A channel's identifier is its station's relay path, "/", and its alias.
     const auto ofThisStation = [&](const QString& nodeId) {
-        return m_locationInfoMap.value(nodeId).value(QStringLiteral("relayPathRole")).toString() == relayPath;
+        return nodeId.section(QLatin1Char('/'), 0, -2) == relayPath;
     };
 
     QStringList affected = parseRemovingRemovedCameras(removedLocations);

@@ -191,7 +191,9 @@ private slots:
             QCOMPARE(removedNodes(c, "C_14"), 0);
         });
 
+        c.broadcast("NotifyChannelAdd", channelEvent("S_1", "C_30", "Loc1_Sub")); // known by its stream information only
         c.broadcast("NotifyLocationRemove", QVariantMap{{"relayPath", ""}, {"locInfo", QVariantList{QVariantMap{{"Name", "Loc1"}}, "Loc1_Sub"}}});
+        QCOMPARE(streams(c, "S_1/C_30"), QStringList{"Loc1_Sub"});
 
         // C_14 had nothing elsewhere; C_13 keeps its (unavailable) Loc2.
         QCOMPARE(removedNodes(c, "C_14"), 0);
