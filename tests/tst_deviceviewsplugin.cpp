@@ -72,6 +72,46 @@ private slots:
         QCOMPARE(filtered->rowCount(), 0);
     }
 
+    void logicalViewsFollowBothTrees()
+    {
+        Connection given;
+        QObject owner;
+        QAbstractItemModel* full = given.plugin.getFullLogicalTreeModel();
+        QAbstractItemModel* valid = given.plugin.getLogicalTreeModel();
+        QVERIFY(full && valid && full != valid);
+        QCOMPARE(given.plugin.getFullLogicalTreeModel(), full);
+        QCOMPARE(given.plugin.getLogicalTreeModel(), valid);
+        QList<QAbstractItemModel*> views{given.plugin.getLogicalTreeSortFilterModel(&owner),
+                                         given.plugin.getLogicalTreeAdvancedSortFilterModel(&owner),
+                                         given.plugin.getLogicalTreeAdvancedSortFilterModelWithIODevices(&owner),
+                                         given.plugin.getLogicalTreeFolderModel(&owner),
+                                         given.plugin.getLogicalTreeIDFilterModel(&owner, valid)};
+        QList<QSharedPointer<QAbstractItemModelTester>> testers;
+        for (QAbstractItemModel* view : views << full << valid) {
+            QVERIFY(view);
+            testers << QSharedPointer<QAbstractItemModelTester>::create(
+                view, QAbstractItemModelTester::FailureReportingMode::Fatal);
+        }
+        for (int i = 0; i < 5; ++i)
+            QCOMPARE(views.at(i)->parent(), &owner);
+
+        // Retrieval, a status storm, a take-over and a disconnection underneath.
+        given.plugin.PluginServerConnected();
+        QTRY_VERIFY(given.plugin.topologyRetrieved() && given.plugin.logicalTreeRetrieved()
+                    && given.plugin.camStatusRetrieved());
+        QVERIFY(views.first()->rowCount() > 0);
+        QVariantList storm;
+        for (const ScenarioCamera& camera : given.installation.scenario().stations().first().cameras)
+            storm << QVariantMap{{QStringLiteral("camUID"), camera.uid}, {QStringLiteral("connected"), false},
+                                 {QStringLiteral("recording"), false}};
+        given.framework.broadcast(QStringLiteral("NotifyCameraStatus"), storm);
+        given.framework.broadcast(QStringLiteral("FailoverStatusChange"),
+                                  failoverChange("F_9", QVariantMap{{QStringLiteral("#text"), QStringLiteral("Running")},
+                                                                    {QStringLiteral("@Server"), QStringLiteral("F_1")}}));
+        given.plugin.PluginServerDisconnected();
+        QCOMPARE(views.first()->rowCount(), 0);
+    }
+
     void failoverReportsTakeStationsOverAndBack()
     {
         Connection given;

@@ -136,3 +136,38 @@ QString DemoPrinter::describe(const QVariant& value)
         return value.isValid() ? value.toString() : QStringLiteral("null");
     }
 }
+
+void DemoPrinter::printLogicalTree(const QAbstractItemModel& model)
+{
+    for (int row = 0; row < model.rowCount(); ++row)
+        printLogicalNode(model, model.index(row, 0), 0);
+}
+
+QString DemoPrinter::describeLogicalRow(const QModelIndex& index) const
+{
+    const QAbstractItemModel& model = *index.model();
+    QString text = index.data(role(model, "nameRole")).toString();
+    const QString icon = index.data(role(model, "displayIconRole")).toString();
+    if (!icon.isEmpty())
+        text += QStringLiteral("  [") + icon + QLatin1Char(']');
+    const int type = index.data(role(model, "typeRole")).toInt();
+    // Folders have no device state of their own.
+    if (type != 0) {
+        QStringList states;
+        states << (index.data(role(model, "isConnectedRole")).toBool() ? QStringLiteral("connected")
+                                                                        : QStringLiteral("disconnected"));
+        if (index.data(role(model, "isRecordingRole")).toBool())
+            states << QStringLiteral("recording");
+        if (index.data(role(model, "takenOverRole")).toBool())
+            states << QStringLiteral("taken over");
+        text += QStringLiteral("  ") + states.join(QStringLiteral(", "));
+    }
+    return text;
+}
+
+void DemoPrinter::printLogicalNode(const QAbstractItemModel& model, const QModelIndex& index, int depth)
+{
+    m_out << QString(depth * 2, QLatin1Char(' ')) << describeLogicalRow(index) << '\n';
+    for (int row = 0; row < model.rowCount(index); ++row)
+        printLogicalNode(model, model.index(row, 0, index), depth + 1);
+}

@@ -15,6 +15,10 @@ public:
     ~DemoPrinter();
 
     void printDeviceTree(const QAbstractItemModel& model);
+    // The logical tree as a view shows it: name, icon and the device's states.
+    void printLogicalTree(const QAbstractItemModel& model);
+    // One line for a logical row: its path of names, icon and states.
+    QString describeLogicalRow(const QModelIndex& index) const;
 
     // From now on prints every signal that the object's own class (not QObject)
     // declares, with its arguments, when it is emitted. Only the meta-object is
@@ -26,6 +30,7 @@ public:
 
 private:
     void printNode(const QAbstractItemModel& model, const QModelIndex& index, int depth);
+    void printLogicalNode(const QAbstractItemModel& model, const QModelIndex& index, int depth);
     int role(const QAbstractItemModel& model, const char* name) const;
 
     QTextStream& m_out;

@@ -92,6 +92,14 @@ int main(int argc, char* argv[])
         return 2;
     }
 
+    // The logical tree as the client's standard view shows it: sorted, filtered,
+    // special folders first.
+    QAbstractItemModel* logicalView = nullptr;
+    QMetaObject::invokeMethod(plugin, "getLogicalTreeSortFilterModel", Q_RETURN_ARG(QAbstractItemModel*, logicalView),
+                              Q_ARG(QObject*, &app));
+    // Rows of the logical view whose data changed since the last broadcast.
+    QStringList changedRows;
+
     QElapsedTimer clock;
     clock.start();
     int exitCode = 0;
@@ -107,6 +115,19 @@ int main(int argc, char* argv[])
         out.flush();
         if (pending.isEmpty()) {
             progress.stop();
+            if (logicalView) {
+                out << "\nLogical tree (standard view):\n";
+                printer.printLogicalTree(*logicalView);
+                QObject::connect(logicalView, &QAbstractItemModel::dataChanged, &app,
+                                 [&](const QModelIndex& topLeft, const QModelIndex& bottomRight) {
+                                     for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
+                                         const QString line =
+                                             printer.describeLogicalRow(topLeft.sibling(row, 0));
+                                         if (!changedRows.contains(line))
+                                             changedRows << line;
+                                     }
+                                 });
+            }
             out << "\nReplaying the timeline (" << installation.scenario().timeline().size()
                 << " broadcasts); the module's signals follow each one:\n";
             printer.printSignalsOf(*plugin);
@@ -119,7 +140,14 @@ int main(int argc, char* argv[])
         }
     });
 
+    // What the previous broadcast changed in the logical view, once its signals are out.
+    const auto flushChangedRows = [&] {
+        for (const QString& line : std::as_const(changedRows))
+            out << "    logical row now: " << line << '\n';
+        changedRows.clear();
+    };
     QObject::connect(&installation, &SimulatedInstallation::timelineEventSending, &app, [&](int entry, const QString& event) {
+        flushChangedRows();
         const QVariant payload = installation.scenario().timeline().at(entry).payload;
         out << QStringLiteral("  %1 ms: %2 ").arg(clock.elapsed()).arg(event)
             << QJsonDocument::fromVariant(payload).toJson(QJsonDocument::Compact) << '\n';
@@ -137,12 +165,17 @@ int main(int argc, char* argv[])
     plugin->PluginServerConnected();
     app.exec();
 
+    flushChangedRows();
     printer.stopPrintingSignals();
     out << "\nDevice tree (" << framework.requests().size() << " requests sent):\n";
     QAbstractItemModel* model = nullptr;
     QMetaObject::invokeMethod(plugin, "getStandardTopologyModel", Q_RETURN_ARG(QAbstractItemModel*, model));
     if (model)
         printer.printDeviceTree(*model);
+    if (logicalView) {
+        out << "\nLogical tree (standard view):\n";
+        printer.printLogicalTree(*logicalView);
+    }
     out.flush();
 
     plugin->PluginServerDisconnected();
