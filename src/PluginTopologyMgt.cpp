@@ -950,3 +950,100 @@ QAbstractItemModel* PluginTopologyMgt::getLogicalTreeIDFilterModel(QObject* pare
     model->setSourceModel(source);
     return model;
 }
+
+// ---- Local databases and the standalone player -------------------------------
+
+namespace {
+// Location records of local databases are marked apart from the stations' (0)
+// and the elsewhere-recorded ones (1), so that they can be dropped together.
+constexpr int kLocalDatabaseLocation = 2;
+const QString kLocalDbMetaInfoKey = QStringLiteral("LocObjectMetaInfo");
+}
+
+void PluginTopologyMgt::saveToLocationInfoMap(const QVariantMap& cameras)
+{
+    for (auto camera = cameras.cbegin(); camera != cameras.cend(); ++camera) {
+        if (camera.key() == kLocalDbMetaInfoKey || camera.value().typeId() != QMetaType::QVariantMap)
+            continue;
+        const QVariantMap entry = camera.value().toMap();
+        const QString recordingPath = entry.value(QStringLiteral("recPath")).toString();
+        const QString nodeId = recordingPath.isEmpty() ? camera.key() : recordingPath + QLatin1Char('/') + camera.key();
+        m_locationInfoMap.insert(nodeId, QVariantMap{
+            {QStringLiteral("nameRole"), TopologyPayloadParser::cleanDisplayName(entry.value(QStringLiteral("camName")).toString())},
+            {QStringLiteral("relayPathRole"), recordingPath},
+            {QStringLiteral("camIDRole"), camera.key()},
+            {QStringLiteral("queryFromRole"), kLocalDatabaseLocation},
+            {QStringLiteral("locationRole"), recordingPath},
+            {QStringLiteral("availableRole"), true}});
+    }
+}
+
+QVariantMap PluginTopologyMgt::addRecordingPathToLocationMap(const QVariantMap& cameras, const QString& recPath) const
+{
+    QVariantMap withPath = cameras;
+    for (auto camera = withPath.begin(); camera != withPath.end(); ++camera) {
+        if (camera.key() == kLocalDbMetaInfoKey || camera.value().typeId() != QMetaType::QVariantMap)
+            continue;
+        QVariantMap entry = camera.value().toMap();
+        entry.insert(QStringLiteral("recPath"), recPath);
+        camera.value() = entry;
+    }
+    return withPath;
+}
+
+void PluginTopologyMgt::addNewLocation(const QVariantMap& locInfoMap, const QString& recPath, const QString& localDBName)
+{
+    addNewLocalDB(addRecordingPathToLocationMap(locInfoMap, recPath), localDBName);
+}
+
+void PluginTopologyMgt::addNewLocalDB(const QVariantMap& cameras, const QString& localDBName)
+{
+    saveToLocationInfoMap(cameras);
+    m_logicalTree.insertNewLocalDB(cameras, localDBName);
+}
+
+void PluginTopologyMgt::clearLocalDBLocations()
+{
+    m_logicalTree.removeAllLocalDB();
+    for (auto record = m_locationInfoMap.begin(); record != m_locationInfoMap.end();) {
+        if (record->value(QStringLiteral("queryFromRole")).toInt() == kLocalDatabaseLocation)
+            record = m_locationInfoMap.erase(record);
+        else
+            ++record;
+    }
+}
+
+bool PluginTopologyMgt::hasLocalDBNodes() const
+{
+    return m_logicalTree.hasLocalDBNodes();
+}
+
+QAbstractItemModel* PluginTopologyMgt::getStandalonePlayerLocalDBModel(QObject* parent)
+{
+    auto* model = new LogicalTreeSortFilterModel(parent);
+    model->showLocalDBFolder(true);
+    model->setSourceModel(m_playlist.getModel());
+    return model;
+}
+
+void PluginTopologyMgt::addNewStandalonePlayerLocation(const QVariantMap& cameras, const QString& recPath,
+                                                       const QString& localDBName)
+{
+    addNewStandalonePlayerLocalDB(addRecordingPathToLocationMap(cameras, recPath), localDBName);
+}
+
+void PluginTopologyMgt::addNewStandalonePlayerLocalDB(const QVariantMap& cameras, const QString& localDBName)
+{
+    saveToLocationInfoMap(cameras);
+    m_playlist.appendLocalDB(cameras, localDBName);
+}
+
+void PluginTopologyMgt::clearStandalonePlayerLocalDB()
+{
+    m_playlist.clear();
+}
+
+bool PluginTopologyMgt::hasLocalDBNodesInStandalonePlayer() const
+{
+    return !m_playlist.isEmpty();
+}

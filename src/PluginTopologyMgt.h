@@ -4,6 +4,7 @@
 #include "IListToFileWriter.h"
 #include "ListFileLocations.h"
 #include "LogicalTree.h"
+#include "StandalonePlayerPlaylist.h"
 #include "StandardFailoverControl.h"
 #include "NodeDataCommander.h"
 #include "PluginBase.h"
@@ -212,6 +213,21 @@ public:
     Q_INVOKABLE QString queryWebPageUrl(const QString& id);
     Q_INVOKABLE int queryWebPageIconType(const QString& id) const;
 
+    // Local databases: in the logical tree's local DB folder, or in the standalone
+    // player's playlist; both feed the recording locations.
+    Q_INVOKABLE void addNewLocation(const QVariantMap& locInfoMap, const QString& recPath, const QString& localDBName);
+    Q_INVOKABLE void addNewLocalDB(const QVariantMap& cameras, const QString& localDBName);
+    Q_INVOKABLE void clearLocalDBLocations();
+    Q_INVOKABLE bool hasLocalDBNodes() const;
+    Q_INVOKABLE QAbstractItemModel* getStandalonePlayerLocalDBModel(QObject* parent);
+    Q_INVOKABLE void addNewStandalonePlayerLocation(const QVariantMap& cameras, const QString& recPath,
+                                                    const QString& localDBName);
+    Q_INVOKABLE void addNewStandalonePlayerLocalDB(const QVariantMap& cameras, const QString& localDBName);
+    Q_INVOKABLE void clearStandalonePlayerLocalDB();
+    Q_INVOKABLE bool hasLocalDBNodesInStandalonePlayer() const;
+    void saveToLocationInfoMap(const QVariantMap& cameras);
+    QVariantMap addRecordingPathToLocationMap(const QVariantMap& cameras, const QString& recPath) const;
+
     // List files.
     Q_INVOKABLE QString getStreamingUrlListFilePath();
     Q_INVOKABLE void generateStreamingUrlListFile(const QStringList& data);
@@ -297,6 +313,7 @@ private:
     DeviceTree m_deviceTree;
     TopologyPayloadParser m_payloadParser{m_deviceTree};
     LogicalTree m_logicalTree;
+    StandalonePlayerPlaylist m_playlist;
     // The last logical tree the servers sent, as sent; replaced by each successful retrieval.
     QVariantMap m_logicalTreeServerMap;
     // Camera identifier -> the camera information record built from the node information answers.
