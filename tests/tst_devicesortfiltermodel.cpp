@@ -10,19 +10,14 @@
 #include <functional>
 #include <memory>
 
+#include "TestSupport.h"
+
 using Model = StandardTopologyModel;
 
 namespace {
 
-QVariantMap station(const QString& id, const QString& name)
-{
-    return {{"nodeUID", id}, {"nodeName", name}, {"nodeType", "Station"}};
-}
-
-QVariantMap camera(const QString& id, const QString& name)
-{
-    return {{"nodeUID", id}, {"nodeName", name}, {"nodeType", "Camera"}};
-}
+using DeviceRecords::camera;
+using DeviceRecords::station;
 
 QVariantMap filter(const QString& role, const QVariant& value)
 {

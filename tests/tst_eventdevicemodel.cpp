@@ -8,19 +8,14 @@
 
 #include <memory>
 
+#include "TestSupport.h"
+
 using Model = StandardTopologyModel;
 
 namespace {
 
-QVariantMap station(const QString& id, const QString& name)
-{
-    return {{"nodeUID", id}, {"nodeName", name}, {"nodeType", "Station"}};
-}
-
-QVariantMap camera(const QString& id, const QString& name)
-{
-    return {{"nodeUID", id}, {"nodeName", name}, {"nodeType", "Camera"}};
-}
+using DeviceRecords::camera;
+using DeviceRecords::station;
 
 // R "Root": R/C_1 "Gate" (line crossing), R/C_2 "Lobby", R/C_3 "IO box" (external
 // device, line crossing), S1 "Branch" (brute-force station: S1/C_1 "Yard" (cyber

@@ -3,6 +3,7 @@
 #include <QAbstractItemModel>
 #include <QObject>
 #include <QStringList>
+#include <QVariantMap>
 
 // Records the structural and data notifications of a model as readable lines,
 // so that a test can compare the whole sequence at once:
@@ -25,3 +26,18 @@ private:
     int m_nameRole;
     QStringList m_lines;
 };
+
+// The smallest node records the device tree accepts, for suites that build trees.
+namespace DeviceRecords {
+inline QVariantMap station(const QString& id, const QString& name)
+{
+    return {{QStringLiteral("nodeUID"), id}, {QStringLiteral("nodeName"), name},
+            {QStringLiteral("nodeType"), QStringLiteral("Station")}};
+}
+
+inline QVariantMap camera(const QString& id, const QString& name)
+{
+    return {{QStringLiteral("nodeUID"), id}, {QStringLiteral("nodeName"), name},
+            {QStringLiteral("nodeType"), QStringLiteral("Camera")}};
+}
+} // namespace DeviceRecords
