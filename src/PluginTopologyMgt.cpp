@@ -113,11 +113,15 @@ void PluginTopologyMgt::PluginServerDisconnected()
 {
     m_commander.reset();
     m_logicalTree.clear();
+    m_logicalTreeServerMap.clear();
     m_deviceTree.clear();
     if (m_failoverControl)
         m_failoverControl->clear();
     if (m_failoverControlWithoutRedundantServer)
         m_failoverControlWithoutRedundantServer->clear();
+    // Everything below describes the cameras of the connection that ended; a
+    // view asking before the next retrieval must not see them.
+    clearLiveStatusTables();
     emit serverDisconnected();
 }
 
@@ -800,9 +804,11 @@ void PluginTopologyMgt::removeStationIoDevices(const QString& stationId)
 
 void PluginTopologyMgt::clearLiveStatusTables()
 {
-    m_cameraStatusTable.clear();
     m_locationInfoMap.clear();
     m_streamInfoMap.clear();
+    m_cameraStatusTable.clear();
+    m_cameraInfoMap.clear();
+    m_diDoStates.clear();
 }
 
 QVariantMap PluginTopologyMgt::locationInfo(const QString& nodeId) const

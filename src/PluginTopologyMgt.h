@@ -126,9 +126,11 @@ public slots:
                              bool blockReq);
 
 public:
+    // The operations the views call, in the order the QML surface lists them.
     // Retrieval.
     Q_INVOKABLE void retrieveDeviceTopology(const QString& stationId);
     Q_INVOKABLE void retrieveAllDeviceTopology(const QString& stationId);
+    Q_INVOKABLE void retrieveLogicalTree();
     Q_INVOKABLE void getCameraStatus(const QString& stationId, const QString& cameraId);
     void retryQueryLocation();
 
@@ -142,32 +144,6 @@ public:
     Q_INVOKABLE QVariantMap cameraInfoMap(const QString& camUID) const;
     Q_INVOKABLE QVariant deviceInfoFrom(const QString& nodeId, const QString& roleName) const;
     Q_INVOKABLE void refreshCameraInfo(const QVariantMap& camera, bool refresh);
-
-    // Logical tree: edits are requests; the tree changes when the servers broadcast them.
-    Q_INVOKABLE void retrieveLogicalTree();
-    Q_INVOKABLE void setLogicalTreeSettingStatus(const QString& cameraNodeID, const QString& stationId, int status);
-    Q_INVOKABLE void setLogicalTreeSettingStatus(const QString& treeId, int status);
-    Q_INVOKABLE void moveLogicalTreeNode(const QStringList& sourceIDList, const QString& destinationID);
-    Q_INVOKABLE void renameLogicalTreeFolder(const QString& treeNodeId, const QString& newName);
-    Q_INVOKABLE void insertLogicalTreeFolder(const QString& folderName, const QString& parentFolderUid);
-    Q_INVOKABLE void removeLogicalTreeItem(const QStringList& treeIDs, bool bKeepContents);
-    Q_INVOKABLE void addDeviceIntoLogicalTree(const QStringList& cameraNodeIdList, const QString& destinationId);
-    Q_INVOKABLE void addStationIntoLogicalTree(const QStringList& stationUIDList, const QStringList& stationNameList,
-                                               const QString& destinationId);
-    Q_INVOKABLE void getLogicalTreePathIds(const QVariantList& nodeIds);
-    Q_INVOKABLE void addLogicalTreeDefaultRootNode();
-    Q_INVOKABLE QVariantMap getLogicalTreeMap() const;
-    Q_INVOKABLE QVariant logicalTreeInfoFrom(const QString& treeID, int role) const;
-    Q_INVOKABLE bool existedInLogicalTree(const QString& cameraId) const;
-    Q_INVOKABLE void restoreUngroupedDevices();
-    // The two long-lived logical models; the other getters build a new proxy owned by the given parent.
-    Q_INVOKABLE QAbstractItemModel* getFullLogicalTreeModel();
-    Q_INVOKABLE QAbstractItemModel* getLogicalTreeModel();
-    Q_INVOKABLE QAbstractItemModel* getLogicalTreeSortFilterModel(QObject* parent);
-    Q_INVOKABLE QAbstractItemModel* getLogicalTreeAdvancedSortFilterModel(QObject* parent);
-    Q_INVOKABLE QAbstractItemModel* getLogicalTreeAdvancedSortFilterModelWithIODevices(QObject* parent);
-    Q_INVOKABLE QAbstractItemModel* getLogicalTreeFolderModel(QObject* parent);
-    Q_INVOKABLE QAbstractItemModel* getLogicalTreeIDFilterModel(QObject* parent, QAbstractItemModel* source);
 
     // Device models and device-tree queries. Every getter but the first builds
     // a new proxy owned by the given parent.
@@ -195,8 +171,37 @@ public:
     Q_INVOKABLE QVariantList getTalvixChannelInfoList() const;
     Q_INVOKABLE QVariantMap getTalvixChannelInfo(const int& channel) const;
     Q_INVOKABLE QVariantList getUpgradeStationTreeList() const;
+    // The on/off state of a node's digital inputs ("DI") or outputs ("DO"), in
+    // port order; empty for any other kind and for a node without DI/DO.
+    Q_INVOKABLE QVariantList didoNodeInfoFrom(const QString& nodeId, const QString& portKind) const;
     Q_INVOKABLE bool hasStationOrCameraInRootStation() const;
     Q_INVOKABLE bool existedInDeviceTree(const QString& nodeId) const;
+
+    // Logical tree: edits are requests; the tree changes when the servers
+    // broadcast them. The first two getters hand out the long-lived models; the
+    // others build a new proxy owned by the given parent.
+    Q_INVOKABLE QAbstractItemModel* getFullLogicalTreeModel();
+    Q_INVOKABLE QAbstractItemModel* getLogicalTreeModel();
+    Q_INVOKABLE QAbstractItemModel* getLogicalTreeSortFilterModel(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getLogicalTreeAdvancedSortFilterModel(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getLogicalTreeAdvancedSortFilterModelWithIODevices(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getLogicalTreeFolderModel(QObject* parent);
+    Q_INVOKABLE QAbstractItemModel* getLogicalTreeIDFilterModel(QObject* parent, QAbstractItemModel* source);
+    Q_INVOKABLE void setLogicalTreeSettingStatus(const QString& cameraNodeID, const QString& stationId, int status);
+    Q_INVOKABLE void setLogicalTreeSettingStatus(const QString& treeId, int status);
+    Q_INVOKABLE void moveLogicalTreeNode(const QStringList& sourceIDList, const QString& destinationID);
+    Q_INVOKABLE void renameLogicalTreeFolder(const QString& treeNodeId, const QString& newName);
+    Q_INVOKABLE void insertLogicalTreeFolder(const QString& folderName, const QString& parentFolderUid);
+    Q_INVOKABLE void removeLogicalTreeItem(const QStringList& treeIDs, bool bKeepContents);
+    Q_INVOKABLE void addDeviceIntoLogicalTree(const QStringList& cameraNodeIdList, const QString& destinationId);
+    Q_INVOKABLE void addStationIntoLogicalTree(const QStringList& stationUIDList, const QStringList& stationNameList,
+                                               const QString& destinationId);
+    Q_INVOKABLE void getLogicalTreePathIds(const QVariantList& nodeIds);
+    Q_INVOKABLE void addLogicalTreeDefaultRootNode();
+    Q_INVOKABLE QVariantMap getLogicalTreeMap() const;
+    Q_INVOKABLE QVariant logicalTreeInfoFrom(const QString& treeID, int role) const;
+    Q_INVOKABLE bool existedInLogicalTree(const QString& cameraId) const;
+    Q_INVOKABLE void restoreUngroupedDevices();
 
     // Failover.
     Q_INVOKABLE bool isStationTakenOver(const QString& stationID) const;
@@ -213,25 +218,33 @@ public:
     Q_INVOKABLE QString queryWebPageUrl(const QString& id);
     Q_INVOKABLE int queryWebPageIconType(const QString& id) const;
 
-    // Local databases: in the logical tree's local DB folder, or in the standalone
-    // player's playlist; both feed the recording locations.
+    // Recording locations, by channel node identifier (relay path, "/", alias).
+    // Local databases go into the logical tree's local DB folder; both feed the
+    // location records.
     Q_INVOKABLE void addNewLocation(const QVariantMap& locInfoMap, const QString& recPath, const QString& localDBName);
     Q_INVOKABLE void addNewLocalDB(const QVariantMap& cameras, const QString& localDBName);
     Q_INVOKABLE void clearLocalDBLocations();
     Q_INVOKABLE bool hasLocalDBNodes() const;
+    Q_INVOKABLE QString getCameraNameFromLocation(const QString& locationId, const QString& relayPath) const;
+    Q_INVOKABLE QVariant locationDataFrom(const QString& nodeId, const QString& roleName) const;
+    Q_INVOKABLE QVariantMap locationInfo(const QString& nodeId) const;
+    Q_INVOKABLE void switchLocationID(const QString& nodeId, const QString& locationId);
+    Q_INVOKABLE QString getCameraNameByLocID(const QString& nodeId, const QString& locationId) const;
+
+    // The standalone player's playlist of local databases, and the list files.
     Q_INVOKABLE QAbstractItemModel* getStandalonePlayerLocalDBModel(QObject* parent);
     Q_INVOKABLE void addNewStandalonePlayerLocation(const QVariantMap& cameras, const QString& recPath,
                                                     const QString& localDBName);
     Q_INVOKABLE void addNewStandalonePlayerLocalDB(const QVariantMap& cameras, const QString& localDBName);
     Q_INVOKABLE void clearStandalonePlayerLocalDB();
     Q_INVOKABLE bool hasLocalDBNodesInStandalonePlayer() const;
-    void saveToLocationInfoMap(const QVariantMap& cameras);
-    QVariantMap addRecordingPathToLocationMap(const QVariantMap& cameras, const QString& recPath) const;
-
-    // List files.
     Q_INVOKABLE QString getStreamingUrlListFilePath();
     Q_INVOKABLE void generateStreamingUrlListFile(const QStringList& data);
     Q_INVOKABLE void generateMacListOfAllCamera(const QString& path);
+
+    // Not for QML.
+    void saveToLocationInfoMap(const QVariantMap& cameras);
+    QVariantMap addRecordingPathToLocationMap(const QVariantMap& cameras, const QString& recPath) const;
 
     // Replaceable collaborators, for hosts and tests.
     void setWebPageTreeModelController(std::shared_ptr<WebPageTreeModelController> controller);
@@ -331,20 +344,10 @@ private:
 
     // ---- Live status, topology changes and recording locations ----------------
 public:
-    // The on/off state of a node's digital inputs ("DI") or outputs ("DO"), in
-    // port order; empty for any other kind and for a node without DI/DO.
-    Q_INVOKABLE QVariantList didoNodeInfoFrom(const QString& nodeId, const QString& portKind) const;
-
     // What the status handlers last announced of a camera: "connectedRole",
     // "recordingRole", "useEdgeRecordingRole", "edgeRecordingStreamRole", "nameRole".
     QVariantMap cameraStatus(const QString& cameraId) const { return m_cameraStatusTable.value(cameraId); }
 
-    // Recording locations, by channel node identifier (relay path, "/", alias).
-    Q_INVOKABLE QVariantMap locationInfo(const QString& nodeId) const;
-    Q_INVOKABLE QVariant locationDataFrom(const QString& nodeId, const QString& roleName) const;
-    Q_INVOKABLE QString getCameraNameFromLocation(const QString& locationId, const QString& relayPath) const;
-    Q_INVOKABLE QString getCameraNameByLocID(const QString& nodeId, const QString& locationId) const;
-    Q_INVOKABLE void switchLocationID(const QString& nodeId, const QString& locationId);
     // Location identifier -> {"groupName", "streamIndex", "available"} of every
     // location that records the channel.
     QMap<QString, QVariantMap> streamInfo(const QString& nodeId) const { return m_streamInfoMap.value(nodeId); }

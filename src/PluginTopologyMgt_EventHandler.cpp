@@ -40,9 +40,6 @@ void PluginTopologyMgt::initialEventActionMap()
     m_eventActionMap.emplace(QStringLiteral("notifySKYRCloudDeviceReconnected"),
                              bind(&Self::HandleBroadcastSKYRCloudDeviceReconnected));
     m_eventActionMap.emplace(QStringLiteral("NotifyCameraSettingsChanged"), bind(&Self::handleNotifyEvent));
-    // The status and location tables describe one connection; they go when it
-    // ends, before anyone hears of the disconnection.
-    connect(this, &PluginTopologyMgt::serverDisconnected, this, &PluginTopologyMgt::clearLiveStatusTables);
     m_eventActionMap.emplace(QStringLiteral("NotifyCamInsertLogical"), bind(&Self::HandleBroadcastCamInsertLogical));
     m_eventActionMap.emplace(QStringLiteral("NotifyCamRemoveLogical"), bind(&Self::HandleBroadcastCamDeleteLogical));
     m_eventActionMap.emplace(QStringLiteral("notifyLogicalTreeNodeMoved"),

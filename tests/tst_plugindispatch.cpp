@@ -1,5 +1,6 @@
 #include "PluginTopologyMgt.h"
 #include "QorbLogUtlStub.h"
+#include "SampleConnection.h"
 #include "SimulatedFramework.h"
 
 #include <QtTest>
@@ -24,6 +25,32 @@ private:
     };
 
     static QList<QByteArray> logged() { return QorbLogUtlStub::messages(); }
+
+    // Every row of a model, depth first, with all of its data.
+    static void dumpRows(const QAbstractItemModel* model, const QModelIndex& parent, QStringList& lines)
+    {
+        for (int row = 0; row < model->rowCount(parent); ++row) {
+            const QModelIndex index = model->index(row, 0, parent);
+            QString line;
+            QDebug(&line) << model->itemData(index);
+            lines << line;
+            dumpRows(model, index, lines);
+        }
+    }
+
+    // What the views and the other plug-ins can read of one connection.
+    static QStringList snapshot(PluginTopologyMgt& plugin)
+    {
+        QStringList lines;
+        dumpRows(plugin.getStandardTopologyModel(), QModelIndex(), lines);
+        dumpRows(plugin.logicalTree().getModel(), QModelIndex(), lines);
+        for (const QVariant& camera : plugin.getCameraInfoList()) {
+            const QString cameraId = camera.toMap().value(QStringLiteral("idRole")).toString();
+            QDebug(&lines.emplaceBack()) << camera << plugin.locationInfo(cameraId) << plugin.cameraStatus(cameraId);
+        }
+        QDebug(&lines.emplaceBack()) << plugin.getLogicalTreeMap();
+        return lines;
+    }
 
 private slots:
     void init() { QorbLogUtlStub::setDisabled({}); }
@@ -156,14 +183,33 @@ private slots:
         QVERIFY(QorbLogUtlStub::lines().isEmpty());
     }
 
-    void disconnectingTwiceIsHarmless()
+    void reconnectingStartsFromEmptyTreesAndEndsAsTheFirstConnection()
     {
-        Fixture given;
+        SampleConnection given;
+        QVERIFY(given.ready());
+        const QStringList firstConnection = snapshot(given.plugin);
+        const QString recordedCamera = QStringLiteral("C_1");
+        QVERIFY(!given.plugin.locationInfo(recordedCamera).isEmpty());
+        QVERIFY(!given.plugin.cameraStatus(recordedCamera).isEmpty());
         QSignalSpy disconnected(&given.plugin, &PluginTopologyMgt::serverDisconnected);
+
         given.plugin.PluginServerDisconnected();
         given.plugin.PluginServerDisconnected();
+
         QCOMPARE(disconnected.count(), 2);
+        QVERIFY(!given.plugin.topologyRetrieved() && !given.plugin.nodeInfoRetrieved()
+                && !given.plugin.logicalTreeRetrieved() && !given.plugin.locationRetrieved());
         QCOMPARE(given.plugin.getStandardTopologyModel()->rowCount(), 0);
+        QCOMPARE(given.plugin.logicalTree().getModel()->rowCount(), 0);
+        QVERIFY(given.plugin.getCameraInfoList().isEmpty());
+        QVERIFY(given.plugin.getLogicalTreeMap().isEmpty());
+        QVERIFY(given.plugin.locationInfo(recordedCamera).isEmpty());
+        QVERIFY(given.plugin.cameraStatus(recordedCamera).isEmpty());
+
+        given.plugin.PluginServerConnected();
+
+        QVERIFY(QTest::qWaitFor([&] { return given.allRetrieved() && given.installation.pendingAnswers() == 0; }));
+        QCOMPARE(snapshot(given.plugin), firstConnection);
     }
 
     void everyHandlerSurvivesMalformedPayloads()
