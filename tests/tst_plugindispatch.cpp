@@ -55,6 +55,76 @@ private:
 private slots:
     void init() { QorbLogUtlStub::setDisabled({}); }
 
+    // Every reply and broadcast name the servers send has its entry; a name
+    // missing from a table would silently reach only the commander.
+    void dispatchTablesHoldEveryReplyAndBroadcastName()
+    {
+        Fixture given;
+        QStringList replies{
+            QStringLiteral("RetrieveDeviceTopology"),
+            QStringLiteral("RetrieveAllCamInfo"),
+            QStringLiteral("RetrieveCamInfo"),
+            QStringLiteral("RetrieveRuleInfo"),
+            QStringLiteral("QryCamLocation"),
+            QStringLiteral("RetrieveLoginStationInfo"),
+            QStringLiteral("RetrieveServerInfo"),
+            QStringLiteral("GetCameraStatus"),
+            QStringLiteral("retrieveLogicalTree"),
+            QStringLiteral("moveLogicalTreeNode"),
+            QStringLiteral("renameLogicalTreeFolder"),
+            QStringLiteral("InsertFolderLogical"),
+            QStringLiteral("removeLogicalTreeItem"),
+            QStringLiteral("addDeviceIntoLogicalTree"),
+            QStringLiteral("addStationIntoLogicalTree"),
+            QStringLiteral("RetrieveExternalDevs"),
+            QStringLiteral("GetDiDoRefName"),
+            QStringLiteral("GetFailoverStatus"),
+            QStringLiteral("GetRedundantServersStatus"),
+            QStringLiteral("lookupLogicalTreePathIds"),
+            QStringLiteral("GetWifiStatus"),
+            QStringLiteral("getAllWebPage"),
+            QStringLiteral("GetSKYRCloudConnectionTimeoutList"),
+            QStringLiteral("restoreUngroupedDevices")};
+        QStringList broadcasts{
+            QStringLiteral("NotifyStationStatus"),
+            QStringLiteral("NotifyWifiStatusChange"),
+            QStringLiteral("NotifyCameraStatus"),
+            QStringLiteral("NotifyNodeRemove"),
+            QStringLiteral("NotifyCamInsert"),
+            QStringLiteral("NotifyStationInsert"),
+            QStringLiteral("NotifyStationChange"),
+            QStringLiteral("NotifyStationInfoChange"),
+            QStringLiteral("NotifyCameraChange"),
+            QStringLiteral("NotifyLocationRemove"),
+            QStringLiteral("NotifyChannelAdd"),
+            QStringLiteral("NotifyChannelRemove"),
+            QStringLiteral("NotifyLocationChange"),
+            QStringLiteral("NotifyCamInsertLogical"),
+            QStringLiteral("NotifyCamRemoveLogical"),
+            QStringLiteral("notifyLogicalTreeNodeMoved"),
+            QStringLiteral("NotifyFolderCreatedLogical"),
+            QStringLiteral("nofifyRenameLogicalTreeFolder"),
+            QStringLiteral("notifyRemoveLogicalTreeFolder"),
+            QStringLiteral("NotifySrvPortChange"),
+            QStringLiteral("NotifyRelayInfoChange"),
+            QStringLiteral("NotifyDIDORefNameChange"),
+            QStringLiteral("NotifyExternalDeviceRemove"),
+            QStringLiteral("NotifyCameraEvent"),
+            QStringLiteral("NotifyExternalIODeviceStatus"),
+            QStringLiteral("NotifyStationDIDOStatus"),
+            QStringLiteral("FailoverStatusChange"),
+            QStringLiteral("NotifyStationMulticastChange"),
+            QStringLiteral("NotifyWebPageChanged"),
+            QStringLiteral("notifySKYRCloudDeviceConnectionTimeout"),
+            QStringLiteral("notifySKYRCloudDeviceReconnected"),
+            QStringLiteral("NotifyCameraSettingsChanged")};
+        replies.sort();
+        broadcasts.sort();
+
+        QCOMPARE(given.plugin.commandHandlerNames(), replies);
+        QCOMPARE(given.plugin.eventActionNames(), broadcasts);
+    }
+
     void repliesAreRoutedByExactNameBeforeTheCommander()
     {
         Fixture given;
