@@ -1,8 +1,8 @@
 // Demo host: loads the PluginTopologyMgt plug-in file, connects it to a
 // simulated installation and shows the retrieval's progress; once everything is
-// retrieved it replays the scenario's timeline of broadcasts, printing each
-// broadcast and every signal the module emits in answer, and last prints the
-// device tree the module ends up with.
+// retrieved it shows the logical tree and the web pages, replays the scenario's
+// timeline of broadcasts, printing each broadcast and every signal the module
+// emits in answer, and last prints the device tree the module ends up with.
 //
 //   topology-demo [scenario.json] [--plugin-dir DIR] [--timeout SECONDS] [--time-scale FACTOR]
 
@@ -99,6 +99,14 @@ int main(int argc, char* argv[])
                               Q_ARG(QObject*, &app));
     // Rows of the logical view whose data changed since the last broadcast.
     QStringList changedRows;
+    // The web pages as the client's list shows them: sorted by name.
+    QAbstractItemModel* webPageView = nullptr;
+    QMetaObject::invokeMethod(plugin, "getWebPageTreeSortFilterModel", Q_RETURN_ARG(QAbstractItemModel*, webPageView),
+                              Q_ARG(QObject*, &app));
+    if (webPageView)
+        QMetaObject::invokeMethod(webPageView, "setSort", Q_ARG(Qt::SortOrder, Qt::AscendingOrder));
+    // Whether the module announced a new web page list since the last broadcast.
+    bool webPagesChanged = false;
 
     QElapsedTimer clock;
     clock.start();
@@ -128,9 +136,15 @@ int main(int argc, char* argv[])
                                      }
                                  });
             }
+            if (webPageView) {
+                out << "\nWeb pages (sorted view):\n";
+                printer.printWebPages(*webPageView);
+            }
             out << "\nReplaying the timeline (" << installation.scenario().timeline().size()
                 << " broadcasts); the module's signals follow each one:\n";
-            printer.printSignalsOf(*plugin);
+            printer.printSignalsOf(*plugin, [&](const QByteArray& signal) {
+                webPagesChanged = webPagesChanged || signal == "webPageChanged";
+            });
             installation.setTimelineTimeScale(parser.value(timeScaleOption).toDouble());
             installation.startTimeline();
         } else if (clock.elapsed() > timeoutMs) {
@@ -140,11 +154,17 @@ int main(int argc, char* argv[])
         }
     });
 
-    // What the previous broadcast changed in the logical view, once its signals are out.
+    // What the previous broadcast changed in the logical view and the web page
+    // list, once its signals are out.
     const auto flushChangedRows = [&] {
         for (const QString& line : std::as_const(changedRows))
             out << "    logical row now: " << line << '\n';
         changedRows.clear();
+        if (webPagesChanged && webPageView) {
+            out << "    web pages now:\n";
+            printer.printWebPages(*webPageView, 3);
+        }
+        webPagesChanged = false;
     };
     QObject::connect(&installation, &SimulatedInstallation::timelineEventSending, &app, [&](int entry, const QString& event) {
         flushChangedRows();
