@@ -188,3 +188,20 @@ void DemoPrinter::printWebPages(const QAbstractItemModel& model, int depth)
         m_out << '\n';
     });
 }
+
+QStringList DemoPrinter::printPlaylist(const QAbstractItemModel& model)
+{
+    // The logical tree's kind of a local database's camera; everything else is a folder.
+    constexpr int cameraType = 4;
+    QStringList cameraNodeIds;
+    walk(model, QModelIndex(), 0, [&](const QModelIndex& index, int depth) {
+        indented(depth) << index.data(role(model, "nameRole")).toString();
+        if (index.data(role(model, "typeRole")).toInt() == cameraType) {
+            const QString nodeId = index.data(role(model, "cameraNodeIDRole")).toString();
+            m_out << "  (" << nodeId << ')';
+            cameraNodeIds << nodeId;
+        }
+        m_out << '\n';
+    });
+    return cameraNodeIds;
+}

@@ -8,8 +8,8 @@
 
 // Prints what the demo shows: a device model as an indented outline, one node
 // per line (kind, display name, identifier and connection state), the logical
-// tree and the web pages as views show them, and the signals of an object as
-// they are emitted.
+// tree, the web pages and the standalone player's playlist as views show them,
+// and the signals of an object as they are emitted.
 class DemoPrinter
 {
 public:
@@ -23,6 +23,9 @@ public:
     QString describeLogicalRow(const QModelIndex& index) const;
     // The web page tree: the root, then each page's name, URL and icon type.
     void printWebPages(const QAbstractItemModel& model, int depth = 0);
+    // The playlist's folders and cameras, each camera with its node id; answers
+    // the cameras' node ids in the order shown.
+    QStringList printPlaylist(const QAbstractItemModel& model);
 
     // From now on prints every signal that the object's own class (not QObject)
     // declares, with its arguments, when it is emitted. Only the meta-object is
