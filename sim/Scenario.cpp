@@ -24,7 +24,8 @@ const QSet<QString>& knownTopLevelKeys()
         QStringLiteral("description"), QStringLiteral("format"), QStringLiteral("clientId"),
         QStringLiteral("loginStation"), QStringLiteral("answerDelayMs"), QStringLiteral("requestDelaysMs"),
         QStringLiteral("pushStatusOnSubscribe"), QStringLiteral("failures"), QStringLiteral("logicalTree"),
-        QStringLiteral("webPages"), QStringLiteral("timeline"), QStringLiteral("cameraDefaults")};
+        QStringLiteral("webPages"), QStringLiteral("timeline"), QStringLiteral("cameraDefaults"),
+        QStringLiteral("localDatabases")};
     return keys;
 }
 
@@ -121,7 +122,8 @@ bool Scenario::readDocument(const QVariantMap& document, QString* error)
         return false;
     m_webPages = document.value(QStringLiteral("webPages")).toList();
     return readTimeline(document.value(QStringLiteral("timeline")).toList(), error)
-        && readFailures(document.value(QStringLiteral("failures")).toList(), error);
+        && readFailures(document.value(QStringLiteral("failures")).toList(), error)
+        && readLocalDatabases(document.value(QStringLiteral("localDatabases")).toList(), error);
 }
 
 bool Scenario::readStation(const QVariantMap& map, int parentIndex, const QVariantMap& inheritedCameraDefaults,
@@ -357,6 +359,43 @@ bool Scenario::readFailures(const QVariantList& list, QString* error)
         if (!failure.anyStation && !m_stationIndex.contains(failure.station))
             return fail(error, QStringLiteral("failure %1 names unknown station \"%2\"").arg(i).arg(failure.station));
         m_failures.append(failure);
+    }
+    return true;
+}
+
+bool Scenario::readLocalDatabases(const QVariantList& list, QString* error)
+{
+    static const QSet<QString> databaseKeys{QStringLiteral("name"), QStringLiteral("recPath"),
+                                            QStringLiteral("cameras")};
+    static const QSet<QString> cameraKeys{QStringLiteral("camName"), QStringLiteral("recPath")};
+    for (int i = 0; i < list.size(); ++i) {
+        const QVariantMap map = list.at(i).toMap();
+        const QString label = QStringLiteral("local database %1").arg(i);
+        for (auto it = map.cbegin(); it != map.cend(); ++it) {
+            if (!databaseKeys.contains(it.key()))
+                return fail(error, QStringLiteral("%1: unknown key \"%2\"").arg(label, it.key()));
+        }
+        ScenarioLocalDatabase database;
+        database.name = map.value(QStringLiteral("name")).toString();
+        if (database.name.isEmpty())
+            return fail(error, QStringLiteral("%1 needs a \"name\"").arg(label));
+        database.recPath = map.value(QStringLiteral("recPath")).toString();
+        database.cameras = map.value(QStringLiteral("cameras")).toMap();
+        for (auto camera = database.cameras.cbegin(); camera != database.cameras.cend(); ++camera) {
+            const QString where = QStringLiteral("%1, camera \"%2\"").arg(label, camera.key());
+            if (!isValidLocalId(camera.key()) || camera.value().typeId() != QMetaType::QVariantMap)
+                return fail(error,
+                            QStringLiteral("%1: the key must be a name without \"/\" and the value a map").arg(where));
+            const QVariantMap entry = camera.value().toMap();
+            for (auto it = entry.cbegin(); it != entry.cend(); ++it) {
+                if (!cameraKeys.contains(it.key()))
+                    return fail(error, QStringLiteral("%1: unknown key \"%2\"").arg(where, it.key()));
+            }
+            // The database's folder replaces the cameras' own, so a camera's would be lost silently.
+            if (!database.recPath.isEmpty() && entry.contains(QStringLiteral("recPath")))
+                return fail(error, QStringLiteral("%1: \"recPath\" set by the database already").arg(where));
+        }
+        m_localDatabases.append(database);
     }
     return true;
 }

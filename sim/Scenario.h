@@ -79,6 +79,17 @@ struct ScenarioBroadcast
     QString target;
 };
 
+// A local database as the host hands it to the standalone player: exported or
+// copied recordings, read without any server.
+struct ScenarioLocalDatabase
+{
+    QString name;
+    // The folder of every camera's recordings; when empty, each camera names its own.
+    QString recPath;
+    // Camera key within the database -> {"camName", "recPath"}.
+    QVariantMap cameras;
+};
+
 // Makes a request fail `times` times (every time when negative): answered with
 // `returnCode` and an empty map, or not answered at all when `noAnswer`.
 struct RequestFailure
@@ -117,6 +128,7 @@ public:
     QVariantMap logicalTree() const { return m_logicalTree; }
     QVariantList webPages() const { return m_webPages; }
     QList<ScenarioBroadcast> timeline() const { return m_timeline; }
+    QList<ScenarioLocalDatabase> localDatabases() const { return m_localDatabases; }
     QList<RequestFailure> failures() const { return m_failures; }
     int answerDelayMs() const { return m_answerDelayMs; }
     QHash<QString, int> requestDelaysMs() const { return m_requestDelaysMs; }
@@ -135,6 +147,7 @@ private:
     bool checkLogicalTreeNode(const QVariantMap& node, const QString& where, QString* error) const;
     bool readTimeline(const QVariantList& list, QString* error);
     bool readFailures(const QVariantList& list, QString* error);
+    bool readLocalDatabases(const QVariantList& list, QString* error);
 
     QList<ScenarioStation> m_stations;
     QHash<QString, int> m_stationIndex;
@@ -144,6 +157,7 @@ private:
     QVariantList m_webPages;
     QList<ScenarioBroadcast> m_timeline;
     QList<RequestFailure> m_failures;
+    QList<ScenarioLocalDatabase> m_localDatabases;
     int m_answerDelayMs = 0;
     QHash<QString, int> m_requestDelaysMs;
     bool m_pushStatusOnSubscribe = true;

@@ -92,6 +92,7 @@ private slots:
     void generatorBuildsTheRequestedInstallation_data();
     void generatorBuildsTheRequestedInstallation();
     void timelineReplaysBroadcastsInOrder();
+    void localDatabasesAreRead();
     void inconsistentScenariosAreRejected_data();
     void inconsistentScenariosAreRejected();
 
@@ -449,6 +450,17 @@ void TestSimulation::timelineReplaysBroadcastsInOrder()
     QCOMPARE(m_plugin->traffic, QStringList{"First"});
 }
 
+void TestSimulation::localDatabasesAreRead()
+{
+    const QList<ScenarioLocalDatabase> databases = m_installation->scenario().localDatabases();
+    QCOMPARE(databases.size(), 2);
+    QCOMPARE(databases.at(0).name, QStringLiteral("Lobby Export"));
+    QCOMPARE(databases.at(0).recPath, QStringLiteral("/media/usb0/lobby-export"));
+    QCOMPARE(databases.at(0).cameras.value(QStringLiteral("C_9")).toMap(), (QVariantMap{{"camName", "Reception"}}));
+    QVERIFY(databases.at(1).recPath.isEmpty());
+    QCOMPARE(databases.at(1).cameras.keys(), (QStringList{"CH01", "CH02", "Doorbell"}));
+}
+
 void TestSimulation::inconsistentScenariosAreRejected_data()
 {
     QTest::addColumn<QString>("change");
@@ -461,6 +473,8 @@ void TestSimulation::inconsistentScenariosAreRejected_data()
     QTest::newRow("failover on a plain station") << "failoverOnStation" << "is no redundant server";
     QTest::newRow("failure for an unknown station") << "failureStation" << "unknown station \"S_77\"";
     QTest::newRow("sub-station without id") << "stationWithoutId" << "without a valid \"id\"";
+    QTest::newRow("misspelt local database camera key") << "localDatabaseKey" << "unknown key \"camname\"";
+    QTest::newRow("camera folder under a database folder") << "localDatabaseFolders" << "set by the database already";
 }
 
 void TestSimulation::inconsistentScenariosAreRejected()
@@ -488,6 +502,14 @@ void TestSimulation::inconsistentScenariosAreRejected()
                                                                              {"code", "1"}, {"station", "S_77"}}});
     else if (change == QLatin1String("stationWithoutId"))
         first.remove(QStringLiteral("id"));
+    else if (change == QLatin1String("localDatabaseKey"))
+        document.insert(QStringLiteral("localDatabases"),
+                        QVariantList{QVariantMap{{"name", "Export"},
+                                                 {"cameras", QVariantMap{{"C_1", QVariantMap{{"camname", "Lobby"}}}}}}});
+    else if (change == QLatin1String("localDatabaseFolders"))
+        document.insert(QStringLiteral("localDatabases"),
+                        QVariantList{QVariantMap{{"name", "Export"}, {"recPath", "/media/export"},
+                                                 {"cameras", QVariantMap{{"C_1", QVariantMap{{"recPath", "/else"}}}}}}});
     first.insert(QStringLiteral("cameras"), cameras);
     stations[0] = first;
     login.insert(QStringLiteral("stations"), stations);

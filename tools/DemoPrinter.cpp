@@ -70,39 +70,51 @@ int DemoPrinter::role(const QAbstractItemModel& model, const char* name) const
     return model.roleNames().key(QByteArray(name), -1);
 }
 
+void DemoPrinter::walk(const QAbstractItemModel& model, const QModelIndex& parent, int depth,
+                       const std::function<void(const QModelIndex&, int)>& print)
+{
+    for (int row = 0; row < model.rowCount(parent); ++row) {
+        const QModelIndex index = model.index(row, 0, parent);
+        print(index, depth);
+        walk(model, index, depth + 1, print);
+    }
+}
+
+QTextStream& DemoPrinter::indented(int depth)
+{
+    return m_out << QString(depth * 2, QLatin1Char(' '));
+}
+
 void DemoPrinter::printDeviceTree(const QAbstractItemModel& model)
 {
-    for (int row = 0; row < model.rowCount(); ++row)
-        printNode(model, model.index(row, 0), 0);
+    walk(model, QModelIndex(), 0, [&](const QModelIndex& index, int depth) {
+        const int nodeType = index.data(role(model, "nodeTypeRole")).toInt();
+        const QString name = index.data(role(model, "nameRole")).toString();
+        const QString id = index.data(role(model, "idRole")).toString();
+        const bool hasState = nodeType == 0 || nodeType == 1;
+        const QString state = hasState
+            ? (index.data(role(model, "connectedRole")).toBool() ? QStringLiteral("connected")
+                                                                  : QStringLiteral("disconnected"))
+            : QString();
+        indented(depth) << '[' << kindName(nodeType) << "] " << name << "  ("
+                        << (id.isEmpty() ? QStringLiteral("login station") : id) << ')';
+        if (!state.isEmpty())
+            m_out << "  " << state;
+        m_out << '\n';
+    });
 }
 
-void DemoPrinter::printNode(const QAbstractItemModel& model, const QModelIndex& index, int depth)
+void DemoPrinter::printSignalsOf(QObject& source, std::function<void(const QByteArray&)> printed)
 {
-    const int nodeType = index.data(role(model, "nodeTypeRole")).toInt();
-    const QString name = index.data(role(model, "nameRole")).toString();
-    const QString id = index.data(role(model, "idRole")).toString();
-    const bool hasState = nodeType == 0 || nodeType == 1;
-    const QString state = hasState
-        ? (index.data(role(model, "connectedRole")).toBool() ? QStringLiteral("connected")
-                                                              : QStringLiteral("disconnected"))
-        : QString();
-    m_out << QString(depth * 2, QLatin1Char(' ')) << '[' << kindName(nodeType) << "] " << name << "  ("
-          << (id.isEmpty() ? QStringLiteral("login station") : id) << ')';
-    if (!state.isEmpty())
-        m_out << "  " << state;
-    m_out << '\n';
-    for (int row = 0; row < model.rowCount(index); ++row)
-        printNode(model, model.index(row, 0, index), depth + 1);
-}
-
-void DemoPrinter::printSignalsOf(QObject& source)
-{
-    m_signalRelay = std::make_unique<SignalRelay>(source, [this](const QMetaMethod& signal, const QVariantList& values) {
+    m_signalRelay = std::make_unique<SignalRelay>(source, [this, printed = std::move(printed)](
+                                                              const QMetaMethod& signal, const QVariantList& values) {
         QStringList arguments;
         for (const QVariant& value : values)
             arguments << describe(value);
         m_out << "    " << signal.name() << '(' << arguments.join(QStringLiteral(", ")) << ")\n";
         m_out.flush();
+        if (printed)
+            printed(signal.name());
     });
 }
 
@@ -139,8 +151,8 @@ QString DemoPrinter::describe(const QVariant& value)
 
 void DemoPrinter::printLogicalTree(const QAbstractItemModel& model)
 {
-    for (int row = 0; row < model.rowCount(); ++row)
-        printLogicalNode(model, model.index(row, 0), 0);
+    walk(model, QModelIndex(), 0,
+         [&](const QModelIndex& index, int depth) { indented(depth) << describeLogicalRow(index) << '\n'; });
 }
 
 QString DemoPrinter::describeLogicalRow(const QModelIndex& index) const
@@ -165,9 +177,31 @@ QString DemoPrinter::describeLogicalRow(const QModelIndex& index) const
     return text;
 }
 
-void DemoPrinter::printLogicalNode(const QAbstractItemModel& model, const QModelIndex& index, int depth)
+void DemoPrinter::printWebPages(const QAbstractItemModel& model, int depth)
 {
-    m_out << QString(depth * 2, QLatin1Char(' ')) << describeLogicalRow(index) << '\n';
-    for (int row = 0; row < model.rowCount(index); ++row)
-        printLogicalNode(model, model.index(row, 0, index), depth + 1);
+    walk(model, QModelIndex(), depth, [&](const QModelIndex& index, int depth) {
+        indented(depth) << index.data(role(model, "pageName")).toString();
+        // The root has no address of its own.
+        const QString url = index.data(role(model, "url")).toString();
+        if (!url.isEmpty())
+            m_out << "  " << url << "  (icon " << index.data(role(model, "iconType")).toInt() << ')';
+        m_out << '\n';
+    });
+}
+
+QStringList DemoPrinter::printPlaylist(const QAbstractItemModel& model)
+{
+    // The logical tree's kind of a local database's camera; everything else is a folder.
+    constexpr int cameraType = 4;
+    QStringList cameraNodeIds;
+    walk(model, QModelIndex(), 0, [&](const QModelIndex& index, int depth) {
+        indented(depth) << index.data(role(model, "nameRole")).toString();
+        if (index.data(role(model, "typeRole")).toInt() == cameraType) {
+            const QString nodeId = index.data(role(model, "cameraNodeIDRole")).toString();
+            m_out << "  (" << nodeId << ')';
+            cameraNodeIds << nodeId;
+        }
+        m_out << '\n';
+    });
+    return cameraNodeIds;
 }

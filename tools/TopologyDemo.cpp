@@ -1,10 +1,14 @@
 // Demo host: loads the PluginTopologyMgt plug-in file, connects it to a
 // simulated installation and shows the retrieval's progress; once everything is
-// retrieved it replays the scenario's timeline of broadcasts, printing each
-// broadcast and every signal the module emits in answer, and last prints the
-// device tree the module ends up with.
+// retrieved it shows the logical tree and the web pages, replays the scenario's
+// timeline of broadcasts, printing each broadcast and every signal the module
+// emits in answer, and last prints the device tree the module ends up with.
 //
-//   topology-demo [scenario.json] [--plugin-dir DIR] [--timeout SECONDS] [--time-scale FACTOR]
+// With --standalone it is the standalone player instead: no server is reached;
+// the scenario's local databases are handed to the module, and the playlist and
+// each camera's recording location are printed.
+//
+//   topology-demo [scenario.json] [--standalone] [--plugin-dir DIR] [--timeout SECONDS] [--time-scale FACTOR]
 
 #include "DemoPrinter.h"
 #include "PluginBase.h"
@@ -42,6 +46,58 @@ QStringList flagsStillFalse(const QObject& plugin)
     return pending;
 }
 
+// The standalone player's part of the module: the databases go in through the
+// same invokable operations the player calls, then the playlist view and
+// the location records playback reads come out.
+int playLocalDatabases(PluginBase& plugin, SimulatedFramework& framework, const Scenario& scenario,
+                       QTextStream& out)
+{
+    if (!plugin.InitialPluginBase(nullptr, nullptr, &framework)) {
+        out << "The plug-in refused to initialise\n";
+        return 2;
+    }
+    const QList<ScenarioLocalDatabase> databases = scenario.localDatabases();
+    if (databases.isEmpty()) {
+        out << "The scenario describes no local databases\n";
+        return 2;
+    }
+    for (const ScenarioLocalDatabase& database : databases) {
+        // A database in one folder goes in with that folder; otherwise each camera names its own.
+        const bool added = database.recPath.isEmpty()
+            ? QMetaObject::invokeMethod(&plugin, "addNewStandalonePlayerLocalDB", Q_ARG(QVariantMap, database.cameras),
+                                        Q_ARG(QString, database.name))
+            : QMetaObject::invokeMethod(&plugin, "addNewStandalonePlayerLocation", Q_ARG(QVariantMap, database.cameras),
+                                        Q_ARG(QString, database.recPath), Q_ARG(QString, database.name));
+        if (!added) {
+            out << "The plug-in has no standalone player operations\n";
+            return 2;
+        }
+        out << "  added \"" << database.name << "\", " << database.cameras.size()
+            << (database.cameras.size() == 1 ? " camera" : " cameras")
+            << (database.recPath.isEmpty() ? QString() : QStringLiteral(", in ") + database.recPath) << '\n';
+    }
+
+    DemoPrinter printer(out);
+    QObject viewOwner;
+    QAbstractItemModel* playlist = nullptr;
+    QMetaObject::invokeMethod(&plugin, "getStandalonePlayerLocalDBModel", Q_RETURN_ARG(QAbstractItemModel*, playlist),
+                              Q_ARG(QObject*, &viewOwner));
+    if (!playlist) {
+        out << "The plug-in shows no playlist\n";
+        return 1;
+    }
+    out << "\nPlaylist (standalone player's view):\n";
+    const QStringList cameraNodeIds = printer.printPlaylist(*playlist);
+    out << "\nRecording locations, by camera node id:\n";
+    for (const QString& nodeId : cameraNodeIds) {
+        QVariantMap record;
+        QMetaObject::invokeMethod(&plugin, "locationInfo", Q_RETURN_ARG(QVariantMap, record), Q_ARG(QString, nodeId));
+        out << "  " << nodeId << ": " << DemoPrinter::describe(record) << '\n';
+    }
+    out << '\n' << framework.requests().size() << " requests sent to servers\n";
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char* argv[])
@@ -59,6 +115,10 @@ int main(int argc, char* argv[])
     QCommandLineOption timeScaleOption(QStringLiteral("time-scale"),
                                        QStringLiteral("Factor for the timeline's delays (default 0.25: four times faster)."),
                                        QStringLiteral("factor"), QStringLiteral("0.25"));
+    QCommandLineOption standaloneOption(
+        QStringLiteral("standalone"),
+        QStringLiteral("Play the scenario's local databases as the standalone player, without servers."));
+    parser.addOption(standaloneOption);
     parser.addOption(pluginDirOption);
     parser.addOption(timeoutOption);
     parser.addOption(timeScaleOption);
@@ -79,11 +139,16 @@ int main(int argc, char* argv[])
         out << "Cannot read the scenario " << scenarioFile << ": " << installation.errorString() << '\n';
         return 2;
     }
-    installation.attach(&framework);
     framework.setPlugin(plugin);
 
     out << "Loaded " << QDir::current().relativeFilePath(pluginFile) << " ("
         << loader.metaData().value(QStringLiteral("className")).toString() << ")\n";
+    if (parser.isSet(standaloneOption)) {
+        out << "Standalone player, no servers; the local databases of "
+            << QDir::current().relativeFilePath(scenarioFile) << ":\n";
+        return playLocalDatabases(*plugin, framework, installation.scenario(), out);
+    }
+    installation.attach(&framework);
     out << "Connecting to the installation of " << QDir::current().relativeFilePath(scenarioFile) << "\n";
     out.flush();
 
@@ -99,6 +164,14 @@ int main(int argc, char* argv[])
                               Q_ARG(QObject*, &app));
     // Rows of the logical view whose data changed since the last broadcast.
     QStringList changedRows;
+    // The web pages as the client's list shows them: sorted by name.
+    QAbstractItemModel* webPageView = nullptr;
+    QMetaObject::invokeMethod(plugin, "getWebPageTreeSortFilterModel", Q_RETURN_ARG(QAbstractItemModel*, webPageView),
+                              Q_ARG(QObject*, &app));
+    if (webPageView)
+        QMetaObject::invokeMethod(webPageView, "setSort", Q_ARG(Qt::SortOrder, Qt::AscendingOrder));
+    // Whether the module announced a new web page list since the last broadcast.
+    bool webPagesChanged = false;
 
     QElapsedTimer clock;
     clock.start();
@@ -128,9 +201,15 @@ int main(int argc, char* argv[])
                                      }
                                  });
             }
+            if (webPageView) {
+                out << "\nWeb pages (sorted view):\n";
+                printer.printWebPages(*webPageView);
+            }
             out << "\nReplaying the timeline (" << installation.scenario().timeline().size()
                 << " broadcasts); the module's signals follow each one:\n";
-            printer.printSignalsOf(*plugin);
+            printer.printSignalsOf(*plugin, [&](const QByteArray& signal) {
+                webPagesChanged = webPagesChanged || signal == "webPageChanged";
+            });
             installation.setTimelineTimeScale(parser.value(timeScaleOption).toDouble());
             installation.startTimeline();
         } else if (clock.elapsed() > timeoutMs) {
@@ -140,11 +219,17 @@ int main(int argc, char* argv[])
         }
     });
 
-    // What the previous broadcast changed in the logical view, once its signals are out.
+    // What the previous broadcast changed in the logical view and the web page
+    // list, once its signals are out.
     const auto flushChangedRows = [&] {
         for (const QString& line : std::as_const(changedRows))
             out << "    logical row now: " << line << '\n';
         changedRows.clear();
+        if (webPagesChanged && webPageView) {
+            out << "    web pages now:\n";
+            printer.printWebPages(*webPageView, 3);
+        }
+        webPagesChanged = false;
     };
     QObject::connect(&installation, &SimulatedInstallation::timelineEventSending, &app, [&](int entry, const QString& event) {
         flushChangedRows();
