@@ -20,6 +20,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QJsonDocument>
+#include <QPersistentModelIndex>
 #include <QPluginLoader>
 #include <QTextStream>
 #include <QTimer>
@@ -162,8 +163,9 @@ int main(int argc, char* argv[])
     QAbstractItemModel* logicalView = nullptr;
     QMetaObject::invokeMethod(plugin, "getLogicalTreeSortFilterModel", Q_RETURN_ARG(QAbstractItemModel*, logicalView),
                               Q_ARG(QObject*, &app));
-    // Rows of the logical view whose data changed since the last broadcast.
-    QStringList changedRows;
+    // Rows of the logical view whose data changed since the last broadcast; they
+    // are described when the next one starts, so each shows its settled state.
+    QList<QPersistentModelIndex> changedRows;
     // The web pages as the client's list shows them: sorted by name.
     QAbstractItemModel* webPageView = nullptr;
     QMetaObject::invokeMethod(plugin, "getWebPageTreeSortFilterModel", Q_RETURN_ARG(QAbstractItemModel*, webPageView),
@@ -194,10 +196,9 @@ int main(int argc, char* argv[])
                 QObject::connect(logicalView, &QAbstractItemModel::dataChanged, &app,
                                  [&](const QModelIndex& topLeft, const QModelIndex& bottomRight) {
                                      for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
-                                         const QString line =
-                                             printer.describeLogicalRow(topLeft.sibling(row, 0));
-                                         if (!changedRows.contains(line))
-                                             changedRows << line;
+                                         const QPersistentModelIndex changed(topLeft.sibling(row, 0));
+                                         if (!changedRows.contains(changed))
+                                             changedRows << changed;
                                      }
                                  });
             }
@@ -222,8 +223,10 @@ int main(int argc, char* argv[])
     // What the previous broadcast changed in the logical view and the web page
     // list, once its signals are out.
     const auto flushChangedRows = [&] {
-        for (const QString& line : std::as_const(changedRows))
-            out << "    logical row now: " << line << '\n';
+        for (const QPersistentModelIndex& row : std::as_const(changedRows)) {
+            if (row.isValid())
+                out << "    logical row now: " << printer.describeLogicalRow(row) << '\n';
+        }
         changedRows.clear();
         if (webPagesChanged && webPageView) {
             out << "    web pages now:\n";
