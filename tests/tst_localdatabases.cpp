@@ -10,10 +10,8 @@ class LocalDatabasesTest : public QObject
 private:
     static QVariantMap database()
     {
-        return {{QStringLiteral("C_1"), QVariantMap{{QStringLiteral("camName"), QStringLiteral("c_Door")}}},
-                {QStringLiteral("C_2"), QVariantMap{{QStringLiteral("camName"), QStringLiteral("Yard")}}},
-                {QStringLiteral("LocObjectMetaInfo"), QVariantMap{{QStringLiteral("version"), 3}}},
-                {QStringLiteral("broken"), 5}};
+        return {{"C_1", QVariantMap{{"camName", "c_Door"}}}, {"C_2", QVariantMap{{"camName", "Yard"}}},
+                {"LocObjectMetaInfo", QVariantMap{{"version", 3}}}, {"broken", 5}};
     }
 
 private slots:
@@ -27,8 +25,8 @@ private slots:
         QAbstractItemModelTester tester(view, QAbstractItemModelTester::FailureReportingMode::Fatal);
         QVERIFY(!plugin.hasLocalDBNodesInStandalonePlayer());
 
-        plugin.addNewStandalonePlayerLocation(database(), QStringLiteral("/rec/db1"), QStringLiteral("Export"));
-        plugin.addNewStandalonePlayerLocalDB(database(), QStringLiteral("Export"));
+        plugin.addNewStandalonePlayerLocation(database(), "/rec/db1", "Export");
+        plugin.addNewStandalonePlayerLocalDB(database(), "Export");
 
         QVERIFY(plugin.hasLocalDBNodesInStandalonePlayer());
         QCOMPARE(view->rowCount(), 1);
@@ -36,12 +34,11 @@ private slots:
         QCOMPARE(view->rowCount(root), 2);
         QCOMPARE(view->rowCount(view->index(0, 0, root)), 2);
         // The location records know where each camera's recordings are.
-        const QVariantMap located = plugin.locationInfo(QStringLiteral("/rec/db1/C_1"));
-        QCOMPARE(located.value(QStringLiteral("nameRole")).toString(), QStringLiteral("Door"));
-        QCOMPARE(located.value(QStringLiteral("locationRole")).toString(), QStringLiteral("/rec/db1"));
-        QCOMPARE(plugin.locationInfo(QStringLiteral("C_2")).value(QStringLiteral("camIDRole")).toString(),
-                 QStringLiteral("C_2"));
-        QVERIFY(plugin.locationInfo(QStringLiteral("LocObjectMetaInfo")).isEmpty());
+        const QVariantMap located = plugin.locationInfo("/rec/db1/C_1");
+        QCOMPARE(located.value("nameRole").toString(), "Door");
+        QCOMPARE(located.value("locationRole").toString(), "/rec/db1");
+        QCOMPARE(plugin.locationInfo("C_2").value("camIDRole").toString(), "C_2");
+        QVERIFY(plugin.locationInfo("LocObjectMetaInfo").isEmpty());
 
         plugin.clearStandalonePlayerLocalDB();
         QVERIFY(!plugin.hasLocalDBNodesInStandalonePlayer());
@@ -53,17 +50,16 @@ private slots:
         PluginTopologyMgt plugin;
         plugin.InitialPluginBase(nullptr, nullptr, nullptr);
         plugin.PluginServerConnected();
-        plugin.switchLocationID(QStringLiteral("S_1/C_4"), QStringLiteral("Loc1"));
+        plugin.switchLocationID("S_1/C_4", "Loc1");
 
-        plugin.addNewLocation(database(), QStringLiteral("/rec/db2"), QStringLiteral("Archive"));
+        plugin.addNewLocation(database(), "/rec/db2", "Archive");
         QVERIFY(plugin.hasLocalDBNodes());
-        QVERIFY(!plugin.locationInfo(QStringLiteral("/rec/db2/C_2")).isEmpty());
+        QVERIFY(!plugin.locationInfo("/rec/db2/C_2").isEmpty());
 
         plugin.clearLocalDBLocations();
         QVERIFY(!plugin.hasLocalDBNodes());
-        QVERIFY(plugin.locationInfo(QStringLiteral("/rec/db2/C_2")).isEmpty());
-        QCOMPARE(plugin.locationDataFrom(QStringLiteral("S_1/C_4"), QStringLiteral("locationRole")).toString(),
-                 QStringLiteral("Loc1"));
+        QVERIFY(plugin.locationInfo("/rec/db2/C_2").isEmpty());
+        QCOMPARE(plugin.locationDataFrom("S_1/C_4", "locationRole").toString(), "Loc1");
     }
 };
 

@@ -22,10 +22,8 @@ private:
         QVariantList list;
         int id = 0;
         for (const char* name : names)
-            list.append(QVariantMap{{QStringLiteral("id"), QString::number(++id)},
-                                    {QStringLiteral("pageName"), QString::fromLatin1(name)},
-                                    {QStringLiteral("url"), QStringLiteral("https://example.invalid/") + QString::fromLatin1(name)},
-                                    {QStringLiteral("iconType"), id}});
+            list.append(QVariantMap{{"id", QString::number(++id)}, {"pageName", name},
+                                    {"url", QString("https://example.invalid/") + name}, {"iconType", id}});
         return list;
     }
 
@@ -36,27 +34,24 @@ private slots:
         PluginTopologyMgt plugin;
         plugin.InitialPluginBase(nullptr, nullptr, &framework);
 
-        QVERIFY(plugin.addWebPage(QStringLiteral("Wiki"), QStringLiteral("https://wiki"), 2));
-        QVERIFY(plugin.editWebPage(QStringLiteral("7"), QStringLiteral("Wiki"), QStringLiteral("https://w"), 3));
-        QVERIFY(plugin.removeWebPage(QStringLiteral("7")));
+        QVERIFY(plugin.addWebPage("Wiki", "https://wiki", 2));
+        QVERIFY(plugin.editWebPage("7", "Wiki", "https://w", 3));
+        QVERIFY(plugin.removeWebPage("7"));
         QVERIFY(plugin.getAllWebPage());
         framework.setAcceptsRequests(false);
         QVERIFY(!plugin.getAllWebPage());
         PluginTopologyMgt withoutFramework;
         withoutFramework.InitialPluginBase(nullptr, nullptr, nullptr);
-        QVERIFY(!withoutFramework.addWebPage(QStringLiteral("Wiki"), QString(), 0));
+        QVERIFY(!withoutFramework.addWebPage("Wiki", QString(), 0));
 
         const QList<RecordedRequest>& sent = framework.requests();
-        QCOMPARE(framework.commandNames(), (QStringList{QStringLiteral("addWebPage"), QStringLiteral("editWebPage"),
-                                                        QStringLiteral("removeWebPage"), QStringLiteral("getAllWebPage")}));
-        QCOMPARE(sent.at(0).arguments.toMap(), (QVariantMap{{QStringLiteral("pageName"), QStringLiteral("Wiki")},
-                                                            {QStringLiteral("url"), QStringLiteral("https://wiki")},
-                                                            {QStringLiteral("iconType"), 2}}));
-        QCOMPARE(sent.at(1).arguments.toMap().value(QStringLiteral("id")).toString(), QStringLiteral("7"));
-        QCOMPARE(sent.at(2).arguments, QVariant(QStringLiteral("7")));
+        QCOMPARE(framework.commandNames(), (QStringList{"addWebPage", "editWebPage", "removeWebPage", "getAllWebPage"}));
+        QCOMPARE(sent.at(0).arguments.toMap(), (QVariantMap{{"pageName", "Wiki"}, {"url", "https://wiki"}, {"iconType", 2}}));
+        QCOMPARE(sent.at(1).arguments.toMap().value("id").toString(), "7");
+        QCOMPARE(sent.at(2).arguments, QVariant("7"));
         QVERIFY(!sent.at(3).arguments.isValid());
         for (const RecordedRequest& request : sent)
-            QCOMPARE(request.pluginId, QStringLiteral("5E0C7A2B9D4F4E18A6B3C2D1F0E9A874"));
+            QCOMPARE(request.pluginId, "5E0C7A2B9D4F4E18A6B3C2D1F0E9A874");
     }
 
     void theListIsReplacedWhole()
@@ -72,21 +67,19 @@ private slots:
         QAbstractItemModelTester tester(view, QAbstractItemModelTester::FailureReportingMode::Fatal);
 
         // A change broadcast before any reply fills the list all the same.
-        framework.broadcast(QStringLiteral("NotifyWebPageChanged"), pages({"beta", "Alpha"}));
+        framework.broadcast("NotifyWebPageChanged", pages({"beta", "Alpha"}));
         QCOMPARE(changed.count(), 1);
-        QCOMPARE(plugin.queryWebPageName(QStringLiteral("2")), QStringLiteral("Alpha"));
+        QCOMPARE(plugin.queryWebPageName("2"), "Alpha");
 
         // A failed reply keeps it; a successful one replaces it whole.
-        plugin.CommandProcessor(QStringLiteral("getAllWebPage"), pages({"Gamma"}), nullptr, QStringLiteral("1"),
-                                QString(), true, QString());
-        QCOMPARE(plugin.queryWebPageName(QStringLiteral("2")), QStringLiteral("Alpha"));
+        plugin.CommandProcessor("getAllWebPage", pages({"Gamma"}), nullptr, "1", QString(), true, QString());
+        QCOMPARE(plugin.queryWebPageName("2"), "Alpha");
         QCOMPARE(changed.count(), 1);
-        plugin.CommandProcessor(QStringLiteral("getAllWebPage"), pages({"Gamma"}), nullptr, QStringLiteral("0"),
-                                QString(), true, QString());
+        plugin.CommandProcessor("getAllWebPage", pages({"Gamma"}), nullptr, "0", QString(), true, QString());
         QCOMPARE(changed.count(), 2);
-        QCOMPARE(plugin.queryWebPageName(QStringLiteral("1")), QStringLiteral("Gamma"));
-        QCOMPARE(plugin.queryWebPageName(QStringLiteral("2")), QString());
-        QCOMPARE(plugin.queryWebPageIconType(QStringLiteral("1")), 1);
+        QCOMPARE(plugin.queryWebPageName("1"), "Gamma");
+        QCOMPARE(plugin.queryWebPageName("2"), QString());
+        QCOMPARE(plugin.queryWebPageIconType("1"), 1);
         QCOMPARE(view->rowCount(), 1);
         QCOMPARE(view->rowCount(view->index(0, 0)), 1);
     }
@@ -97,19 +90,18 @@ private slots:
         plugin.InitialPluginBase(nullptr, nullptr, nullptr);
         auto controller = std::make_shared<WebPageTreeModelController>();
         plugin.setWebPageTreeModelController(controller);
-        plugin.CommandProcessor(QStringLiteral("getAllWebPage"), pages({"Wiki"}), nullptr, QStringLiteral("0"), QString(),
-                                true, QString());
-        QCOMPARE(controller->queryWebPageName(QStringLiteral("1")), QStringLiteral("Wiki"));
+        plugin.CommandProcessor("getAllWebPage", pages({"Wiki"}), nullptr, "0", QString(), true, QString());
+        QCOMPARE(controller->queryWebPageName("1"), "Wiki");
 
         auto writer = QSharedPointer<RecordingWriter>::create();
         plugin.setListToFileWriter(writer);
-        plugin.setListFileLocations(ListFileLocations(QStringLiteral("/downloads")));
-        plugin.generateStreamingUrlListFile({QStringLiteral("a,b")});
-        plugin.generateMacListOfAllCamera(QStringLiteral("/lists"));
+        plugin.setListFileLocations(ListFileLocations("/downloads"));
+        plugin.generateStreamingUrlListFile({"a,b"});
+        plugin.generateMacListOfAllCamera("/lists");
         QCOMPARE(writer->written.size(), 2);
-        QCOMPARE(writer->written.at(0).first, QStringLiteral("/downloads/StreamingUrlList.csv"));
-        QCOMPARE(writer->written.at(0).second, QStringList{QStringLiteral("a,b")});
-        QCOMPARE(writer->written.at(1).first, QStringLiteral("/lists/QELM2Generated_MacList.txt"));
+        QCOMPARE(writer->written.at(0).first, "/downloads/StreamingUrlList.csv");
+        QCOMPARE(writer->written.at(0).second, QStringList{"a,b"});
+        QCOMPARE(writer->written.at(1).first, "/lists/QELM2Generated_MacList.txt");
     }
 };
 
