@@ -166,14 +166,12 @@ private slots:
         given.plugin.refreshCameraInfo(camera, true);
         given.plugin.getServerInfo();
         given.plugin.updateVCARules();
-        given.plugin.getCameraStatus("S_1", "S_1/C_2");
 
         const RecordedRequest& refresh = given.framework.requests().first();
         QCOMPARE(refresh.command, QString("RetrieveCamInfo"));
         QCOMPARE(refresh.arguments.toMap().value("camIDList").toStringList(), QStringList{"S_1/C_2"});
         const int stations = int(given.installation.scenario().stations().size());
         QCOMPARE(given.stationsAskedFor("RetrieveServerInfo").size(), stations);
-        QCOMPARE(given.stationsAskedFor("GetCameraStatus"), QStringList{"S_1"});
         QTRY_COMPARE(refreshed.count(), 1);
         QCOMPARE(refreshed.first(), (QList<QVariant>{true, true, "S_1", "S_1/C_2"}));
         QTRY_COMPARE(rules.count(), stations);

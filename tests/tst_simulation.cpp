@@ -194,16 +194,12 @@ void TestSimulation::answerShapes_data()
     row("login station", "RetrieveLoginStationInfo", QVariant(), "stationName", "s_Headquarters");
     row("station password as hex", "RetrieveDeviceTopology", root, "nodeList.12.stationPassword",
         QString::fromLatin1(QByteArray("fake-wh-pass").toHex()));
-    row("station port", "RetrieveDeviceTopology", root, "nodeList.12.httpPort", 8080);
     row("PTZ capability", "RetrieveDeviceTopology", root, "nodeList.6.mechPtzCap.suppPTZ", true);
     row("auto tracking renamed", "RetrieveDeviceTopology", root, "nodeList.6.suppAutoTracking", true);
     row("channel", "RetrieveDeviceTopology", relay("S_1/S_3"), "nodeList.1.channelID", 2);
     row("camera sequence", "RetrieveAllCamInfo", nvr, "cameraSequence.5", "S_2/C_6");
-    row("station default wins", "RetrieveAllCamInfo", nvr, "cameras.0.camInfo.port", 8080);
     row("default url names the camera", "RetrieveAllCamInfo", nvr, "cameras.2.camInfo.url",
         "rtsp://192.168.10.40:554/channel/C_3");
-    row("global default url", "RetrieveAllCamInfo", warehouse, "cameras.0.camInfo.url",
-        "rtsp://10.20.0.21:554/stream1");
     row("station information", "RetrieveAllCamInfo", root, "stations.0.info.DINum", 1);
     const QVariantMap c8{{"relayPath", ""}, {"camIDList", QStringList{"C_8"}}};
     row("listed camera only", "RetrieveCamInfo", c8, "cameraSequence", QVariantList{"C_8"});
