@@ -557,6 +557,7 @@ void TestLogicalTree::lookupsFollowChangesMadeDirectlyOnTheModel()
     QCOMPARE(placements("S_1/C_1_0"), QStringList({"T3/S_1/C_1_0"}));
     f.model->itemFromIndex(findByTreeId(*f.model, "F3"))->appendRow(t1);
     QCOMPARE(placements("S_1/C_1"), QStringList({"F3/T1", "R/T3"}));
+    QCOMPARE(placements("S_1/C_1_0"), QStringList({"T1/S_1/C_1_0", "T3/S_1/C_1_0"}));
 
     // when: an ID is changed, the tree sorted, an item replaced in place and a column removed
     f.model->setData(findByTreeId(*f.model, "F3"), "F3b", Model::idRole);
