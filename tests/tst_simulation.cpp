@@ -86,7 +86,6 @@ private slots:
     void answersArriveThroughTheEventLoopWithTheirContext();
     void answerShapes_data();
     void answerShapes();
-    void subscribingPushesTheStationsCameraStatus();
     void failuresAreInjectedAsOftenAsAsked();
     void generatorBuildsTheRequestedInstallation_data();
     void generatorBuildsTheRequestedInstallation();
@@ -232,15 +231,6 @@ void TestSimulation::answerShapes()
     const RecordingPlugin::Answer answer = answerTo(command, arguments);
     QCOMPARE(answer.returnCode, "0");
     QCOMPARE(valueAt(answer.data, path), expected);
-}
-
-void TestSimulation::subscribingPushesTheStationsCameraStatus()
-{
-    send("SubscribeCamStatus", relay("S_2"));
-    QTRY_COMPARE(m_plugin->traffic.size(), 3);
-    QCOMPARE(m_plugin->traffic, (QStringList{"SubscribeCamStatus", "NotifyCameraStatus", "NotifyCameraStatusRetrieved"}));
-    QCOMPARE(valueAt(m_plugin->broadcasts.at(0).data, "5.camUID").toString(), QString("S_2/C_6"));
-    QCOMPARE(valueAt(m_plugin->broadcasts.at(1).data, "relayPath").toString(), QString("S_2"));
 }
 
 void TestSimulation::failuresAreInjectedAsOftenAsAsked()
