@@ -1,4 +1,4 @@
-#include "LogicalTree.h"
+#include "LogicalTreeInstallation.h"
 #include "LogicalTreeNodeBuilder.h"
 #include "QorbLogUtlStub.h"
 #include "TestSupport.h"
@@ -16,12 +16,6 @@ using Model = LogicalTreeModel;
 namespace {
 
 const QString kSpecial = QStringLiteral("_REMOVED_CAMERAS_,_LOCAL_DB_,_IO_BOX_FID_,");
-
-QVariantMap serverNode(const QString& treeId, const QString& name, const QString& nodeUid,
-                       const QVariantList& children = {})
-{
-    return {{"treeNodeId", treeId}, {"name", name}, {"nodeUID", nodeUid}, {"children", children}};
-}
 
 // R { F1 { T1 (camera C_1), F2 { T2 (camera C_2), F4 } }, F3, T3 (camera C_1 again) }
 QVariantMap serverTree()
@@ -47,38 +41,10 @@ void forEachNode(const QAbstractItemModel& model, const QModelIndex& parent,
     }
 }
 
-QModelIndex firstById(const QAbstractItemModel& model, const QString& id)
-{
-    QModelIndex found;
-    forEachNode(model, QModelIndex(), [&](const QModelIndex& node) {
-        if (!found.isValid() && node.data(Model::idRole).toString() == id)
-            found = node;
-    });
-    return found;
-}
-
-// Children of a node as "id{children}", the nameless root as its name in brackets.
-QString outline(const QAbstractItemModel& model, const QModelIndex& parent)
-{
-    QStringList parts;
-    for (int row = 0; row < model.rowCount(parent); ++row) {
-        const QModelIndex node = model.index(row, 0, parent);
-        if (!node.isValid())
-            continue;
-        QString part = node.data(Model::idRole).toString();
-        if (part.isEmpty())
-            part = QLatin1Char('(') + node.data(Model::nameRole).toString() + QLatin1Char(')');
-        if (model.rowCount(node) > 0)
-            part += QLatin1Char('{') + outline(model, node) + QLatin1Char('}');
-        parts << part;
-    }
-    return parts.join(QLatin1Char(','));
-}
-
 QVariantList childValues(const QAbstractItemModel& model, const QString& parentId, int role)
 {
     QVariantList values;
-    const QModelIndex parent = firstById(model, parentId);
+    const QModelIndex parent = findByTreeId(model, parentId);
     for (int row = 0; row < model.rowCount(parent); ++row)
         values << model.index(row, 0, parent).data(role);
     return values;
@@ -95,7 +61,7 @@ struct Fixture
         recorder = std::make_unique<ModelNotificationRecorder>(tree.getModel(), Model::idRole);
         QorbLogUtlStub::clear();
     }
-    QString outline() const { return ::outline(*model, QModelIndex()); }
+    QString outline() const { return treeOutline(*model); }
 
     LogicalTree tree;
     Model* model = tree.getModel();
@@ -138,7 +104,7 @@ void TestLogicalTree::createsDefaultNodes()
     tree.createDefaultNodes();
     // then: one block, special folders with id and nodeID alike
     QCOMPARE(recorder.lines(), QStringList({"insert 0..0 under <root>", "inserted 0..0 under <root>"}));
-    QCOMPARE(outline(*tree.getModel(), QModelIndex()), "(Station){" + kSpecial.chopped(1) + "}");
+    QCOMPARE(treeOutline(*tree.getModel()), "(Station){" + kSpecial.chopped(1) + "}");
     QCOMPARE(tree.data("_IO_BOX_FID_", Model::nodeIDRole), QVariant("_IO_BOX_FID_"));
     QCOMPARE(tree.data("_REMOVED_CAMERAS_", Model::nameRole), QVariant("Removed Cameras"));
     QCOMPARE(tree.data("_LOCAL_DB_", Model::nameRole), QVariant("Local DB"));
@@ -147,7 +113,7 @@ void TestLogicalTree::createsDefaultNodes()
     // when: the standalone player's tree replaces it
     tree.createDefaultNodesForStandalonePlayer();
     // then
-    QCOMPARE(outline(*tree.getModel(), QModelIndex()), "nodeIDForDefaultRoot{_LOCAL_DB_}");
+    QCOMPARE(treeOutline(*tree.getModel()), "nodeIDForDefaultRoot{_LOCAL_DB_}");
     QCOMPARE(tree.data("nodeIDForDefaultRoot", Model::nameRole), QVariant("Default Root"));
     QCOMPARE(tree.data("nodeIDForDefaultRoot", Model::cameraNodeIDRole), QVariant("nodeUIDForDefaultRoot"));
 }
@@ -194,6 +160,7 @@ void TestLogicalTree::setBuildsServerNodes()
     QCOMPARE(f.tree.data("T1", Model::parentStationIDRole), QVariant(cameraStation));
     QCOMPARE(f.tree.data("T1", Model::nodeIDRole), QVariant(nodeUid));
     QCOMPARE(f.tree.data("T1", Model::joystickKeyRole), QVariant(4));
+    QVERIFY(!f.tree.data("T1", Model::dataRole).toMap().contains("nameRole"));
     QVERIFY(f.tree.existed(cameraId));
     // and a node without a name is a camera even when it holds others
     QCOMPARE(f.tree.data("F9", Model::typeRole), QVariant(int(Model::Camera)));
@@ -255,19 +222,23 @@ void TestLogicalTree::insertsFoldersAndCamerasWithDiDo()
     // then: one block, the DI/DO under the new camera (not under the older T1)
     QCOMPARE(f.recorder->lines(), QStringList({"insert 0..0 under F5", "inserted 0..0 under F5"}));
     const QString expected = children.isEmpty() ? QString("T1") : "T1{" + children + "}";
-    QCOMPARE(outline(*f.model, firstById(*f.model, "F5")), expected);
+    QCOMPARE(treeOutline(*f.model, findByTreeId(*f.model, "F5")), expected);
     QCOMPARE(f.tree.data("T1", Model::cameraNodeIDRole), QVariant("S_1/C_1"));
     const QModelIndex camera = f.model->match({}, Model::cameraNodeIDRole, "s1/c5").value(0);
-    QCOMPARE(camera.data(Model::nodeIDRole), QVariant("s1/c5"));
-    QCOMPARE(camera.data(Model::parentStationIDRole), QVariant("s1"));
-    QCOMPARE(camera.data(Model::joystickKeyRole), QVariant(8));
+    QCOMPARE(camera.data(Model::dataRole).toMap(),
+             QVariantMap({{"idRole", "T1"}, {"typeRole", 1}, {"cameraNodeIDRole", "s1/c5"}, {"settingStatusRole", 0},
+                          {"parentStationIDRole", "s1"}, {"didoValueRole", 0}, {"didoIndexRole", 0},
+                          {"joystickKeyRole", 8}, {"nodeIDRole", "s1/c5"}}));
     QVERIFY(!f.tree.existed("s9/c9"));
+    // and the DI/DO read whole, without their names, which the device tree gives
     QVariantList actualTypes, actualIndexes, actualNames;
     for (int row = 0; row < f.model->rowCount(camera); ++row) {
         const QModelIndex child = f.model->index(row, 0, camera);
-        actualTypes << child.data(Model::typeRole);
-        actualIndexes << child.data(Model::diDoIndexRole);
+        const QVariantMap whole = child.data(Model::dataRole).toMap();
+        actualTypes << whole.value("typeRole");
+        actualIndexes << whole.value("didoIndexRole");
         actualNames << child.data(Model::nameRole);
+        QVERIFY(!whole.contains("nameRole"));
         QCOMPARE(child.data(Model::cameraNodeIDRole), child.data(Model::idRole));
         QVERIFY(f.tree.existed(child.data(Model::idRole).toString()));
     }
@@ -286,7 +257,7 @@ void TestLogicalTree::ioDevicesReplaceTheirOldNode()
     f.tree.insertIoDevices({device}, Model::StationIoDevice);
     // then: one block under the I/O folder, DI/DO named by the lists
     QCOMPARE(f.recorder->lines(), QStringList({"insert 0..0 under _IO_BOX_FID_", "inserted 0..0 under _IO_BOX_FID_"}));
-    QCOMPARE(outline(*f.model, firstById(*f.model, "_IO_BOX_FID_")), "S_1/IO_1{S_1/IO_1_0,S_1/IO_1_1,S_1/IO_1_2}");
+    QCOMPARE(treeOutline(*f.model, findByTreeId(*f.model, "_IO_BOX_FID_")), "S_1/IO_1{S_1/IO_1_0,S_1/IO_1_1,S_1/IO_1_2}");
     QCOMPARE(f.tree.data("S_1/IO_1", Model::nameRole), QVariant("Door box"));
     QCOMPARE(f.tree.data("S_1/IO_1", Model::typeRole), QVariant(int(Model::StationIoDevice)));
     QCOMPARE(childValues(*f.model, "S_1/IO_1", Model::nameRole), QVariantList({"Door", "Window", "Siren"}));
@@ -297,7 +268,7 @@ void TestLogicalTree::ioDevicesReplaceTheirOldNode()
     f.tree.insertIoDevices({moved}, Model::ExternalDevice);
     // then: replaced, not doubled
     QCOMPARE(f.model->match({}, Model::cameraNodeIDRole, "S_1/IO_1").size(), 1);
-    QCOMPARE(firstById(*f.model, "S_1/IO_1").parent().data(Model::idRole), QVariant("F3"));
+    QCOMPARE(findByTreeId(*f.model, "S_1/IO_1").parent().data(Model::idRole), QVariant("F3"));
     QCOMPARE(f.tree.data("S_1/IO_1", Model::typeRole), QVariant(int(Model::ExternalDevice)));
     // when: announced behind a parent that does not exist, the old node goes and none comes
     moved.insert("RelayPath", "nope");
@@ -314,7 +285,7 @@ void TestLogicalTree::removedCamerasAndLocalDatabases()
                                         QVariantMap{{"camID", "C_8"}}});
     f.tree.insertRemovedCameras("", {QVariantMap{{"camID", "C_7"}}});
     // then
-    QCOMPARE(outline(*f.model, firstById(*f.model, "_REMOVED_CAMERAS_")),
+    QCOMPARE(treeOutline(*f.model, findByTreeId(*f.model, "_REMOVED_CAMERAS_")),
              "_REMOVED_CAMERAS_/S_1/C_7,_REMOVED_CAMERAS_/S_1/C_8,_REMOVED_CAMERAS_/C_7");
     QCOMPARE(f.recorder->lines().first(), "insert 0..1 under _REMOVED_CAMERAS_");
     QCOMPARE(f.tree.data("_REMOVED_CAMERAS_/S_1/C_7", Model::nameRole), QVariant("Gate"));
@@ -344,7 +315,7 @@ void TestLogicalTree::removedCamerasAndLocalDatabases()
     QVERIFY(folderIds.at(0).toString().startsWith('{'));
     QVERIFY(!QUuid::fromString(folderIds.at(0).toString()).isNull());
     QCOMPARE(childValues(*f.model, folderIds.at(0).toString(), Model::idRole), QVariantList({"D:/rec/cam1", "cam2"}));
-    QCOMPARE(f.tree.data("D:/rec/cam1", Model::nameRole), QVariant("Front"));
+    QCOMPARE(f.tree.data("D:/rec/cam1", Model::dataRole).toMap().value("nameRole"), QVariant("Front"));
     QCOMPARE(f.tree.data("cam2", Model::typeRole), QVariant(int(Model::LocalDBCamera)));
     QVERIFY(f.tree.hasLocalDBNodes());
     f.tree.removeAllLocalDB();
@@ -397,7 +368,7 @@ void TestLogicalTree::moveNodes()
         QCOMPARE(f.recorder->lines(), QStringList());
     // and moved cameras are found at their new place
     for (const QModelIndex& camera : f.model->match({}, Model::cameraNodeIDRole, "S_1/C_1"))
-        QCOMPARE(camera, firstById(*f.model, camera.data(Model::idRole).toString()));
+        QCOMPARE(camera, findByTreeId(*f.model, camera.data(Model::idRole).toString()));
 }
 
 void TestLogicalTree::nodesToBeRemoved_data()
@@ -448,7 +419,7 @@ void TestLogicalTree::removals()
     // then: the first DI in tree order went, the other is found now
     QCOMPARE(f.recorder->lines(), QStringList({"remove 1..1 under F1", "removed 1..1 under F1",
                                                "remove 0..0 under T1", "removed 0..0 under T1"}));
-    QCOMPARE(firstById(*f.model, "S_1/C_1_0").parent().data(Model::idRole), QVariant("T3"));
+    QCOMPARE(findByTreeId(*f.model, "S_1/C_1_0").parent().data(Model::idRole), QVariant("T3"));
     QVERIFY(!f.tree.existed("S_1/C_2"));
     // when: by records, skipping what is not one
     f.tree.removeNodes(QVariantList{QVariantMap{{"uid", "T1"}}, "T3", QVariantMap()});
@@ -505,7 +476,7 @@ void TestLogicalTree::cameraWideUpdatesReachEveryPlacement()
     for (const char* owner : {"T1", "T3"}) {
         QCOMPARE(childValues(*f.model, owner, Model::diDoValueRole), QVariantList({0, 1, 1}));
         QCOMPARE(childValues(*f.model, owner, Model::nameRole), QVariantList({"Door", "DI-2", "Bell"}));
-        QCOMPARE(f.tree.data(owner, Model::settingStatusRole), QVariant(5));
+        QCOMPARE(f.tree.data(owner, Model::dataRole).toMap().value("settingStatusRole"), QVariant(5));
     }
     QCOMPARE(f.tree.data("F1", Model::nameRole), QVariant("s_Hall"));
     // when: DI/DO are rebuilt with other counts, both placements follow
@@ -545,6 +516,7 @@ void TestLogicalTree::malformedInputIsHarmless()
     QCOMPARE(f.recorder->lines(), QStringList());
     QCOMPARE(QorbLogUtlStub::messages(), QList<QByteArray>());
     QCOMPARE(f.tree.data("", Model::nameRole), QVariant());
+    QCOMPARE(f.model->data(QModelIndex(), Model::dataRole), QVariant());
     QVERIFY(!f.tree.existed(""));
     QVERIFY(!f.tree.isValidMove("", "_LOCAL_DB_"));
     // and a server tree with children of the wrong kinds keeps only the records
@@ -557,22 +529,62 @@ void TestLogicalTree::malformedInputIsHarmless()
 
 void TestLogicalTree::lookupsFollowChangesMadeDirectlyOnTheModel()
 {
-    // given
+    // given: camera S_1/C_1 placed as T1 and T3, each with a DI of the same tree ID
     Fixture f;
+    f.tree.insertCameraDiDoNodes({QVariantMap{{"idRole", "S_1/C_1"}, {"diCountRole", 1}, {"doCountRole", 0}}});
+    // Every placement the camera look-up finds, as "parent/treeId".
+    const auto placements = [&f](const QString& cameraId) {
+        QStringList found;
+        for (const QModelIndex& node : f.model->match({}, Model::cameraNodeIDRole, cameraId))
+            found << node.parent().data(Model::idRole).toString() + '/' + node.data(Model::idRole).toString();
+        return found;
+    };
+    // then: placements come by tree ID, those sharing one in tree order, whatever the start, hits and
+    // flags; folders are never filed; other roles match as the base model does
+    QCOMPARE(placements("S_1/C_1"), QStringList({"F1/T1", "R/T3"}));
+    QCOMPARE(placements("S_1/C_1_0"), QStringList({"T1/S_1/C_1_0", "T3/S_1/C_1_0"}));
+    QCOMPARE(f.model->match(findByTreeId(*f.model, "F2"), Model::cameraNodeIDRole, "S_1/C_1", 1, Qt::MatchContains),
+             f.model->match({}, Model::cameraNodeIDRole, "S_1/C_1", -1));
+    QVERIFY(f.model->match({}, Model::cameraNodeIDRole, "S", 5, Qt::MatchStartsWith).isEmpty());
+    QVERIFY(f.model->match({}, Model::cameraNodeIDRole, "").isEmpty());
+    QCOMPARE(f.model->match(f.model->index(0, 0), Model::idRole, "T", -1, Qt::MatchStartsWith | Qt::MatchRecursive).size(), 3);
+    QVERIFY(f.model->match(f.model->index(0, 0), Model::typeRole, int(Model::Camera), -1).isEmpty());
+
+    // when: T1 is taken out of its folder
+    const QList<QStandardItem*> t1 = f.model->itemFromIndex(findByTreeId(*f.model, "F1"))->takeRow(0);
+    // then: neither it nor its DI is found while it is out, and both are once it is back elsewhere
+    QCOMPARE(placements("S_1/C_1"), QStringList({"R/T3"}));
+    QCOMPARE(placements("S_1/C_1_0"), QStringList({"T3/S_1/C_1_0"}));
+    f.model->itemFromIndex(findByTreeId(*f.model, "F3"))->appendRow(t1);
+    QCOMPARE(placements("S_1/C_1"), QStringList({"F3/T1", "R/T3"}));
+    QCOMPARE(placements("S_1/C_1_0"), QStringList({"T1/S_1/C_1_0", "T3/S_1/C_1_0"}));
+
     // when: an ID is changed, the tree sorted, an item replaced in place and a column removed
-    f.model->setData(firstById(*f.model, "F3"), "F3b", Model::idRole);
+    f.model->setData(findByTreeId(*f.model, "F3"), "F3b", Model::idRole);
     f.model->setSortRole(Model::idRole);
     f.model->sort(0, Qt::DescendingOrder);
-    const QModelIndex t2 = firstById(*f.model, "T2");
-    f.model->itemFromIndex(t2.parent())->setChild(t2.row(), LogicalTreeNodeBuilder().setID("T9").build());
-    f.model->removeColumn(0, firstById(*f.model, "T1").parent());
-    // then: every look-up by ID answers as a walk of the tree does
-    QCOMPARE(f.outline(), "R{_REMOVED_CAMERAS_,_LOCAL_DB_,_IO_BOX_FID_,T3,F3b,F1{}}");
-    for (const char* id : {"F3b", "T3", "F1", "R"})
+    QCOMPARE(placements("S_1/C_1"), QStringList({"F3b/T1", "R/T3"}));
+    QCOMPARE(placements("S_1/C_1_0"), QStringList({"T3/S_1/C_1_0", "T1/S_1/C_1_0"}));
+    const QModelIndex t2 = findByTreeId(*f.model, "T2");
+    f.model->itemFromIndex(t2.parent())->setChild(
+            t2.row(), LogicalTreeNodeBuilder().setID("T9").setType(Model::Camera).setCameraNodeID("S_1/C_9").build());
+    QCOMPARE(placements("S_1/C_9"), QStringList({"F2/T9"}));
+    f.model->removeColumn(0, findByTreeId(*f.model, "F1"));
+    // then: every look-up answers as a walk of the tree does
+    QCOMPARE(f.outline(), "R{_REMOVED_CAMERAS_,_LOCAL_DB_,_IO_BOX_FID_,T3{S_1/C_1_0},F3b{T1{S_1/C_1_0}},F1{}}");
+    for (const char* id : {"F3b", "T3", "F1", "R", "T1"})
         QCOMPARE(f.tree.data(id, Model::idRole), QVariant(id));
-    for (const char* id : {"F3", "T1", "T2", "T9", "F2"})
+    for (const char* id : {"F3", "T2", "T9", "F2"})
         QVERIFY2(!f.tree.data(id, Model::idRole).isValid(), id);
-    QVERIFY(!f.tree.existed("S_1/C_2"));
+    QVERIFY(!f.tree.existed("S_1/C_2") && !f.tree.existed("S_1/C_9"));
+
+    // when: cleared through the base class, which only resets, then filled again
+    static_cast<QStandardItemModel*>(f.model)->clear();
+    QVERIFY(placements("S_1/C_1").isEmpty());
+    QVERIFY(!f.tree.data("T3", Model::idRole).isValid());
+    f.tree.createDefaultNodes();
+    f.tree.set(serverTree(), "S_1");
+    QCOMPARE(placements("S_1/C_1"), QStringList({"F1/T1", "R/T3"}));
 }
 
 void TestLogicalTree::largeTreeLookupsAgreeWithTreeWalk()

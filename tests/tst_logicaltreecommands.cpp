@@ -1,8 +1,8 @@
-#include "LogicalTreeModel.h"
+#include "LogicalTreeInstallation.h"
 #include "PluginTopologyMgt.h"
 #include "QorbLogUtlStub.h"
-#include "SimulatedFramework.h"
-#include "SimulatedInstallation.h"
+#include "SampleConnection.h"
+#include "TestSupport.h"
 
 #include <QtTest>
 
@@ -19,120 +19,78 @@ private:
             framework.setPlugin(&plugin);
             plugin.InitialPluginBase(nullptr, nullptr, &framework);
             plugin.PluginServerConnected();
-            framework.clearRequests();
             // A login station with one camera that has two inputs and one output.
-            reply(QStringLiteral("RetrieveLoginStationInfo"), QVariantMap{{QStringLiteral("stationName"), QStringLiteral("HQ")}});
-            reply(QStringLiteral("RetrieveDeviceTopology"),
-                  QVariantMap{{QStringLiteral("parentStationID"), QString()},
-                              {QStringLiteral("nodeList"),
-                               QVariantList{QVariantMap{{QStringLiteral("nodeUID"), QStringLiteral("C_1")},
-                                                        {QStringLiteral("nodeName"), QStringLiteral("c_Gate")},
-                                                        {QStringLiteral("nodeType"), QStringLiteral("Camera")},
-                                                        {QStringLiteral("nodeIP"), QStringLiteral("10.0.0.5")},
-                                                        {QStringLiteral("diCount"), 2},
-                                                        {QStringLiteral("doCount"), 1}}}}});
+            reply("RetrieveLoginStationInfo", QVariantMap{{"stationName", "HQ"}});
+            reply("RetrieveDeviceTopology",
+                  QVariantMap{{"parentStationID", QString()},
+                              {"nodeList", QVariantList{QVariantMap{{"nodeUID", "C_1"}, {"nodeName", "c_Gate"},
+                                                                    {"nodeType", "Camera"}, {"nodeIP", "10.0.0.5"},
+                                                                    {"diCount", 2}, {"doCount", 1}}}}});
             framework.clearRequests();
         }
-        void reply(const QString& command, const QVariant& data, const QString& code = QStringLiteral("0"),
-                   const QString& origin = QString())
+        void reply(const QString& command, const QVariant& data, const QString& code = "0", const QString& origin = {})
         {
             plugin.CommandProcessor(command, data, nullptr, code, QString(), true, origin);
         }
         void broadcast(const QString& event, const QVariant& data) { framework.broadcast(event, data); }
-        void retrieveTree()
-        {
-            reply(QStringLiteral("retrieveLogicalTree"), serverTree());
-        }
-        static QVariantMap folder(const char* id, const char* name, const QVariantList& children = {})
-        {
-            return {{QStringLiteral("treeNodeId"), id}, {QStringLiteral("name"), name},
-                    {QStringLiteral("nodeUID"), QString()}, {QStringLiteral("children"), children}};
-        }
-        static QVariantMap camera(const char* treeId, const char* cameraId)
-        {
-            return {{QStringLiteral("treeNodeId"), treeId}, {QStringLiteral("name"), QString()},
-                    {QStringLiteral("nodeUID"), cameraId}};
-        }
         static QVariantMap serverTree()
         {
-            return folder("ROOT", "Site", {folder("F1", "s_Lobby", {camera("T1", "C_1")}), folder("F2", "Yard")});
+            return serverNode("ROOT", "Site", "", {serverNode("F1", "s_Lobby", "", {serverNode("T1", "", "C_1")}),
+                                                   serverNode("F2", "Yard", "")});
+        }
+        // The parent of the node with that tree ID, found the way a view would.
+        QString parentOf(const QString& treeId)
+        {
+            QAbstractItemModel* model = plugin.logicalTree().getModel();
+            const QModelIndex node = model->match(model->index(0, 0), LogicalTreeModel::idRole, treeId, 1,
+                                                  Qt::MatchRecursive | Qt::MatchExactly).value(0);
+            return node.isValid() ? node.parent().data(LogicalTreeModel::idRole).toString() : "<gone>";
         }
 
         SimulatedFramework framework;
         PluginTopologyMgt plugin;
     };
 
-    // The node with that tree ID, found the way a view would.
-    static QModelIndex nodeOf(PluginTopologyMgt& plugin, const QString& treeId)
-    {
-        QAbstractItemModel* model = plugin.logicalTree().getModel();
-        return model->match(model->index(0, 0), LogicalTreeModel::idRole, treeId, 1,
-                            Qt::MatchRecursive | Qt::MatchExactly)
-            .value(0);
-    }
-
-    static QVariantMap lastArguments(const SimulatedFramework& framework)
-    {
-        return framework.requests().last().arguments.toMap();
-    }
-
 private slots:
     void init() { QorbLogUtlStub::clear(); }
 
-    void editsLeaveAsRequestsAndChangeNothing()
+    void editsLeaveAsRequestsAndAnswersReportSuccessOnly()
     {
         Fixture given;
-        given.retrieveTree();
+        given.reply("retrieveLogicalTree", Fixture::serverTree());
         QAbstractItemModelTester tester(given.plugin.logicalTree().getModel(),
                                         QAbstractItemModelTester::FailureReportingMode::Fatal);
-        QSignalSpy changes(given.plugin.logicalTree().getModel(), &QAbstractItemModel::rowsInserted);
+        ModelNotificationRecorder changes(given.plugin.logicalTree().getModel(), LogicalTreeModel::idRole);
 
-        given.plugin.moveLogicalTreeNode({QStringLiteral("T1")}, QStringLiteral("F2"));
-        QCOMPARE(lastArguments(given.framework),
-                 (QVariantMap{{QStringLiteral("moveSourceIDList"), QStringList{QStringLiteral("T1")}},
-                              {QStringLiteral("moveDestinationID"), QStringLiteral("F2")}}));
-        given.plugin.renameLogicalTreeFolder(QStringLiteral("F2"), QStringLiteral("Back yard"));
-        QCOMPARE(lastArguments(given.framework),
-                 (QVariantMap{{QStringLiteral("treeNodeId"), QStringLiteral("F2")},
-                              {QStringLiteral("name"), QStringLiteral("Back yard")}}));
-        given.plugin.insertLogicalTreeFolder(QStringLiteral("Gates"), QStringLiteral("F1"));
-        QCOMPARE(lastArguments(given.framework),
-                 (QVariantMap{{QStringLiteral("parentFolderUid"), QStringLiteral("F1")},
-                              {QStringLiteral("newFolderName"), QStringLiteral("Gates")}}));
-        given.plugin.removeLogicalTreeItem({QStringLiteral("F2"), QStringLiteral("T1"), QStringLiteral("nowhere")}, true);
-        QCOMPARE(lastArguments(given.framework),
-                 (QVariantMap{{QStringLiteral("folderIDList"), QStringList{QStringLiteral("F2")}},
-                              {QStringLiteral("orphanIDList"), QStringList{QStringLiteral("T1")}},
-                              {QStringLiteral("keepContents"), true}}));
-        given.plugin.addDeviceIntoLogicalTree({QStringLiteral("C_1")}, QStringLiteral("F2"));
-        QCOMPARE(lastArguments(given.framework),
-                 (QVariantMap{{QStringLiteral("addDeviceNodeIdList"), QStringList{QStringLiteral("C_1")}},
-                              {QStringLiteral("addDeviceDestinationId"), QStringLiteral("F2")}}));
-        given.plugin.addStationIntoLogicalTree({QStringLiteral("S_1")}, {QStringLiteral("Depot")}, QStringLiteral("F1"));
-        QCOMPARE(lastArguments(given.framework),
-                 (QVariantMap{{QStringLiteral("addStationIdList"), QStringList{QStringLiteral("S_1")}},
-                              {QStringLiteral("addStationNameList"), QStringList{QStringLiteral("Depot")}},
-                              {QStringLiteral("addStationDestinationId"), QStringLiteral("F1")}}));
-        const QVariantList path{QStringLiteral("T1"), 7};
-        given.plugin.getLogicalTreePathIds(path);
-        QCOMPARE(given.framework.requests().last().arguments, QVariant(path));
+        given.plugin.moveLogicalTreeNode({"T1"}, "F2");
+        given.plugin.renameLogicalTreeFolder("F2", "Back yard");
+        given.plugin.insertLogicalTreeFolder("Gates", "F1");
+        given.plugin.removeLogicalTreeItem({"F2", "T1", "nowhere"}, true);
+        given.plugin.addDeviceIntoLogicalTree({"C_1"}, "F2");
+        given.plugin.addStationIntoLogicalTree({"S_1"}, {"Depot"}, "F1");
+        given.plugin.getLogicalTreePathIds({"T1", 7});
         given.plugin.restoreUngroupedDevices();
-        QVERIFY(!given.framework.requests().last().arguments.isValid());
 
         QCOMPARE(given.framework.commandNames(),
-                 (QStringList{QStringLiteral("moveLogicalTreeNode"), QStringLiteral("renameLogicalTreeFolder"),
-                              QStringLiteral("InsertFolderLogical"), QStringLiteral("removeLogicalTreeItem"),
-                              QStringLiteral("addDeviceIntoLogicalTree"), QStringLiteral("addStationIntoLogicalTree"),
-                              QStringLiteral("lookupLogicalTreePathIds"), QStringLiteral("restoreUngroupedDevices")}));
-        for (const RecordedRequest& request : given.framework.requests())
-            QCOMPARE(request.context, nullptr);
-        QCOMPARE(changes.count(), 0);
-    }
+                 (QStringList{"moveLogicalTreeNode", "renameLogicalTreeFolder", "InsertFolderLogical",
+                              "removeLogicalTreeItem", "addDeviceIntoLogicalTree", "addStationIntoLogicalTree",
+                              "lookupLogicalTreePathIds", "restoreUngroupedDevices"}));
+        const QVariantList expected{
+                QVariantMap{{"moveSourceIDList", QStringList{"T1"}}, {"moveDestinationID", "F2"}},
+                QVariantMap{{"treeNodeId", "F2"}, {"name", "Back yard"}},
+                QVariantMap{{"parentFolderUid", "F1"}, {"newFolderName", "Gates"}},
+                QVariantMap{{"folderIDList", QStringList{"F2"}}, {"orphanIDList", QStringList{"T1"}}, {"keepContents", true}},
+                QVariantMap{{"addDeviceNodeIdList", QStringList{"C_1"}}, {"addDeviceDestinationId", "F2"}},
+                QVariantMap{{"addStationIdList", QStringList{"S_1"}}, {"addStationNameList", QStringList{"Depot"}},
+                            {"addStationDestinationId", "F1"}},
+                QVariantList{"T1", 7},
+                QVariant()};
+        for (int i = 0; i < expected.size(); ++i) {
+            QCOMPARE(given.framework.requests().at(i).arguments, expected.at(i));
+            QCOMPARE(given.framework.requests().at(i).context, nullptr);
+        }
 
-    void answersReportSuccessOnly()
-    {
-        Fixture given;
-        given.retrieveTree();
+        // when the answers come, then only success is reported, and nothing in the tree changes
         QSignalSpy moved(&given.plugin, &PluginTopologyMgt::moveLogicalTreeNodeResp);
         QSignalSpy renamed(&given.plugin, &PluginTopologyMgt::renameFolderResponded);
         QSignalSpy removed(&given.plugin, &PluginTopologyMgt::removeLogicalTreeItemResp);
@@ -141,96 +99,71 @@ private slots:
         QSignalSpy paths(&given.plugin, &PluginTopologyMgt::getLogicalTreePathIdsResponse);
         QSignalSpy restored(&given.plugin, &PluginTopologyMgt::restoreUngroupedDevicesFinished);
         QSignalSpy folders(&given.plugin, &PluginTopologyMgt::logicalTreeFolderInserted);
+        given.reply("moveLogicalTreeNode", QVariant(), "0");
+        given.reply("moveLogicalTreeNode", QVariant(), "00");
+        given.reply("renameLogicalTreeFolder", "F2", "5");
+        given.reply("removeLogicalTreeItem", QVariant(), "0");
+        given.reply("addDeviceIntoLogicalTree", QVariant(), "1");
+        given.reply("addStationIntoLogicalTree", QVariant(), "0");
+        given.reply("lookupLogicalTreePathIds", QVariantList{"ROOT"}, "9");
+        given.reply("restoreUngroupedDevices", QVariant(), "9");
+        given.reply("InsertFolderLogical", QVariantMap{{"newFolderId", "X"}});
 
-        given.reply(QStringLiteral("moveLogicalTreeNode"), QVariant(), QStringLiteral("0"));
-        given.reply(QStringLiteral("moveLogicalTreeNode"), QVariant(), QStringLiteral("00"));
-        given.reply(QStringLiteral("renameLogicalTreeFolder"), QStringLiteral("F2"), QStringLiteral("5"));
-        given.reply(QStringLiteral("removeLogicalTreeItem"), QVariant(), QStringLiteral("0"));
-        given.reply(QStringLiteral("addDeviceIntoLogicalTree"), QVariant(), QStringLiteral("1"));
-        given.reply(QStringLiteral("addStationIntoLogicalTree"), QVariant(), QStringLiteral("0"));
-        given.reply(QStringLiteral("lookupLogicalTreePathIds"), QVariantList{QStringLiteral("ROOT")}, QStringLiteral("9"));
-        given.reply(QStringLiteral("restoreUngroupedDevices"), QVariant(), QStringLiteral("9"));
-        given.reply(QStringLiteral("InsertFolderLogical"), QVariantMap{{QStringLiteral("newFolderId"), QStringLiteral("X")}});
-
-        QCOMPARE(moved.count(), 2);
-        QCOMPARE(moved.at(0).first().toBool(), true);
-        QCOMPARE(moved.at(1).first().toBool(), false);
-        QCOMPARE(renamed.first(), (QList<QVariant>{QStringLiteral("F2"), false}));
+        QCOMPARE(SampleConnection::texts(moved), (QStringList{"true", "false"}));
+        QCOMPARE(renamed.first(), (QList<QVariant>{"F2", false}));
         QCOMPARE(removed.first().first().toBool(), true);
         QCOMPARE(devices.first().first().toBool(), false);
         QCOMPARE(stations.first().first().toBool(), true);
-        QCOMPARE(paths.first().first().toList(), QVariantList{QStringLiteral("ROOT")});
+        QCOMPARE(paths.first().first().toList(), QVariantList{"ROOT"});
         QCOMPARE(restored.count(), 1);
         QCOMPARE(folders.count(), 0);
-        // Answering a move moves nothing: only the broadcast does.
-        QCOMPARE(given.plugin.logicalTreeInfoFrom(QStringLiteral("T1"), LogicalTreeModel::idRole).toString(),
-                 QStringLiteral("T1"));
-        QCOMPARE(nodeOf(given.plugin, QStringLiteral("T1")).parent().data(LogicalTreeModel::idRole).toString(),
-                 QStringLiteral("F1"));
+        QCOMPARE(changes.lines(), QStringList());
+        QCOMPARE(given.parentOf("T1"), QString("F1"));
     }
 
     void broadcastsChangeTheTree()
     {
         Fixture given;
-        given.retrieveTree();
+        given.reply("retrieveLogicalTree", Fixture::serverTree());
         QAbstractItemModelTester tester(given.plugin.logicalTree().getModel(),
                                         QAbstractItemModelTester::FailureReportingMode::Fatal);
         QSignalSpy moveComplete(&given.plugin, &PluginTopologyMgt::moveLogicalTreeNodeComplete);
         QSignalSpy folderInserted(&given.plugin, &PluginTopologyMgt::logicalTreeFolderInserted);
-        const auto parentOf = [&](const QString& treeId) {
-            const QModelIndex found = nodeOf(given.plugin, treeId);
-            return found.isValid() ? found.parent().data(LogicalTreeModel::idRole).toString() : QStringLiteral("<gone>");
-        };
 
-        given.broadcast(QStringLiteral("NotifyFolderCreatedLogical"),
-                        QVariantMap{{QStringLiteral("parentFolderUid"), QStringLiteral("F2")},
-                                    {QStringLiteral("newFolderId"), QStringLiteral("F3")},
-                                    {QStringLiteral("newFolderName"), QStringLiteral("Gates")}});
-        given.broadcast(QStringLiteral("NotifyFolderCreatedLogical"),
-                        QVariantMap{{QStringLiteral("parentFolderUid"), QStringLiteral("nowhere")},
-                                    {QStringLiteral("newFolderId"), QStringLiteral("F4")}});
-        QCOMPARE(folderInserted.at(0), (QList<QVariant>{true, QStringLiteral("F3")}));
-        QCOMPARE(folderInserted.at(1), (QList<QVariant>{false, QStringLiteral("F4")}));
-        QCOMPARE(parentOf(QStringLiteral("F3")), QStringLiteral("F2"));
+        given.broadcast("NotifyFolderCreatedLogical",
+                        QVariantMap{{"parentFolderUid", "F2"}, {"newFolderId", "F3"}, {"newFolderName", "Gates"}});
+        given.broadcast("NotifyFolderCreatedLogical", QVariantMap{{"parentFolderUid", "nowhere"}, {"newFolderId", "F4"}});
+        QCOMPARE(SampleConnection::texts(folderInserted), (QStringList{"true F3", "false F4"}));
+        QCOMPARE(given.parentOf("F3"), QString("F2"));
 
-        given.broadcast(QStringLiteral("notifyLogicalTreeNodeMoved"),
-                        QVariantMap{{QStringLiteral("moveSourceIDList"), QStringList{QStringLiteral("T1")}},
-                                    {QStringLiteral("moveDestinationID"), QStringLiteral("F3")}});
+        given.broadcast("notifyLogicalTreeNodeMoved", QVariantMap{{"moveSourceIDList", QStringList{"T1"}},
+                                                                  {"moveDestinationID", "F3"}});
         QCOMPARE(moveComplete.count(), 1);
-        QCOMPARE(parentOf(QStringLiteral("T1")), QStringLiteral("F3"));
+        QCOMPARE(given.parentOf("T1"), QString("F3"));
 
-        given.broadcast(QStringLiteral("nofifyRenameLogicalTreeFolder"),
-                        QVariantMap{{QStringLiteral("treeNodeId"), QStringLiteral("F3")},
-                                    {QStringLiteral("name"), QStringLiteral("Front gates")}});
-        QCOMPARE(given.plugin.logicalTreeInfoFrom(QStringLiteral("F3"), LogicalTreeModel::nameRole).toString(),
-                 QStringLiteral("Front gates"));
+        given.broadcast("nofifyRenameLogicalTreeFolder", QVariantMap{{"treeNodeId", "F3"}, {"name", "Front gates"}});
+        QCOMPARE(given.plugin.logicalTreeInfoFrom("F3", LogicalTreeModel::nameRole).toString(), QString("Front gates"));
 
         // Removing a folder but keeping its contents lifts them one level up.
-        given.broadcast(QStringLiteral("notifyRemoveLogicalTreeFolder"),
-                        QVariantMap{{QStringLiteral("folderIDList"), QStringList{QStringLiteral("F3")}},
-                                    {QStringLiteral("orphanIDList"), QStringList()},
-                                    {QStringLiteral("keepContents"), true}});
-        QCOMPARE(parentOf(QStringLiteral("F3")), QStringLiteral("<gone>"));
-        QCOMPARE(parentOf(QStringLiteral("T1")), QStringLiteral("F2"));
+        given.broadcast("notifyRemoveLogicalTreeFolder", QVariantMap{{"folderIDList", QStringList{"F3"}},
+                                                                     {"orphanIDList", QStringList()},
+                                                                     {"keepContents", true}});
+        QCOMPARE(given.parentOf("F3"), QString("<gone>"));
+        QCOMPARE(given.parentOf("T1"), QString("F2"));
 
         // A camera placed by broadcast gets its DI/DO from the device tree.
-        given.broadcast(QStringLiteral("NotifyCamInsertLogical"),
-                        QVariantList{QVariantMap{{QStringLiteral("uid"), QStringLiteral("T9")},
-                                                 {QStringLiteral("camNodeUid"), QStringLiteral("C_1")},
-                                                 {QStringLiteral("parentNodeId"), QStringLiteral("F1")}}});
-        const QModelIndex placed = nodeOf(given.plugin, QStringLiteral("T9"));
-        QVERIFY(placed.isValid());
+        given.broadcast("NotifyCamInsertLogical",
+                        QVariantList{QVariantMap{{"uid", "T9"}, {"camNodeUid", "C_1"}, {"parentNodeId", "F1"}}});
+        const QModelIndex placed = findByTreeId(*given.plugin.logicalTree().getModel(), "T9");
         QCOMPARE(given.plugin.logicalTree().getModel()->rowCount(placed), 3);
-
-        given.broadcast(QStringLiteral("NotifyCamRemoveLogical"),
-                        QVariantList{QVariantMap{{QStringLiteral("uid"), QStringLiteral("T9")}}});
-        QCOMPARE(parentOf(QStringLiteral("T9")), QStringLiteral("<gone>"));
-        QVERIFY(given.plugin.existedInLogicalTree(QStringLiteral("C_1")));
+        given.broadcast("NotifyCamRemoveLogical", QVariantList{QVariantMap{{"uid", "T9"}}});
+        QCOMPARE(given.parentOf("T9"), QString("<gone>"));
+        QVERIFY(given.plugin.existedInLogicalTree("C_1"));
 
         // Broadcasts without a payload are logged and change nothing.
         QorbLogUtlStub::clear();
         for (const char* event : {"NotifyCamInsertLogical", "notifyLogicalTreeNodeMoved", "notifyRemoveLogicalTreeFolder"})
-            given.broadcast(QString::fromLatin1(event), QVariant());
+            given.broadcast(event, QVariant());
         QCOMPARE(QorbLogUtlStub::messages(),
                  (QList<QByteArray>{"PluginTopologyMgt::HandleBroadcastCamInsertLogical, notify is null",
                                     "PluginTopologyMgt::HandleBroadcastMoveLogicalTreeNode, notify is null",
@@ -241,44 +174,18 @@ private slots:
     void retrievalKeepsTheServerMapAndFillsCameraNames()
     {
         Fixture given;
-        given.reply(QStringLiteral("retrieveLogicalTree"), Fixture::serverTree(), QStringLiteral("0"), QStringLiteral("S_7"));
-        given.reply(QStringLiteral("retrieveLogicalTree"), Fixture::folder("OTHER", "Other"), QStringLiteral("3"));
+        given.reply("retrieveLogicalTree", Fixture::serverTree(), "0", "S_7");
+        given.reply("retrieveLogicalTree", serverNode("OTHER", "Other", ""), "3");
 
         QVERIFY(QorbLogUtlStub::messages().contains(
-            "PluginTopologyMgt::HandleRetrieveLogicalTree, RetrieveLogicalTree return code : 3"));
+                "PluginTopologyMgt::HandleRetrieveLogicalTree, RetrieveLogicalTree return code : 3"));
         const QVariantMap map = given.plugin.getLogicalTreeMap();
-        QCOMPARE(map.value(QStringLiteral("treeNodeId")).toString(), QStringLiteral("ROOT"));
-        const QVariantMap lobbyCamera =
-            map.value(QStringLiteral("children")).toList().at(0).toMap().value(QStringLiteral("children")).toList().at(0).toMap();
-        QCOMPARE(lobbyCamera.value(QStringLiteral("name")).toString(), QStringLiteral("Gate"));
-        QCOMPARE(lobbyCamera.value(QStringLiteral("ip")).toString(), QStringLiteral("10.0.0.5"));
-        QCOMPARE(given.plugin.logicalTreeInfoFrom(QStringLiteral("F1"), LogicalTreeModel::nameRole).toString(),
-                 QStringLiteral("Lobby"));
-        QVERIFY(!nodeOf(given.plugin, QStringLiteral("OTHER")).isValid());
-    }
-
-    void connectionFillsAndDisconnectionClearsTheTree()
-    {
-        SimulatedFramework framework;
-        SimulatedInstallation installation;
-        QVERIFY(installation.loadFile(QString::fromLocal8Bit(qgetenv("TOPOLOGY_EXAMPLES_DIR"))
-                                      + QStringLiteral("/sample-installation.json")));
-        installation.attach(&framework);
-        PluginTopologyMgt plugin;
-        framework.setPlugin(&plugin);
-        plugin.InitialPluginBase(nullptr, nullptr, &framework);
-        QAbstractItemModelTester tester(plugin.logicalTree().getModel(),
-                                        QAbstractItemModelTester::FailureReportingMode::Fatal);
-
-        plugin.PluginServerConnected();
-        QTRY_VERIFY(plugin.logicalTreeRetrieved() && plugin.nodeInfoRetrieved());
-        QVERIFY(plugin.existedInLogicalTree(QStringLiteral("C_1")));
-        QVERIFY(plugin.logicalTree().getModel()->rowCount() > 0);
-
-        plugin.PluginServerDisconnected();
-        QCOMPARE(plugin.logicalTree().getModel()->rowCount(), 0);
-        QVERIFY(!plugin.existedInLogicalTree(QStringLiteral("C_1")));
-        installation.detach();
+        QCOMPARE(map.value("treeNodeId").toString(), QString("ROOT"));
+        const QVariantMap lobbyCamera = map.value("children").toList().at(0).toMap().value("children").toList().at(0).toMap();
+        QCOMPARE(lobbyCamera.value("name").toString(), QString("Gate"));
+        QCOMPARE(lobbyCamera.value("ip").toString(), QString("10.0.0.5"));
+        QCOMPARE(given.plugin.logicalTreeInfoFrom("F1", LogicalTreeModel::nameRole).toString(), QString("Lobby"));
+        QCOMPARE(given.parentOf("OTHER"), QString("<gone>"));
     }
 };
 

@@ -1,5 +1,6 @@
 #include "ListFileLocations.h"
 #include "ListToFileWriter.h"
+#include "PluginTopologyMgt.h"
 #include "StandalonePlayerPlaylist.h"
 #include "TestSupport.h"
 
@@ -48,6 +49,18 @@ bool writeFile(const QString& path, const QByteArray& content)
     return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
 }
 
+struct RecordingWriter : IListToFileWriter
+{
+    void write(const QString& filePath, const QStringList& lines) override { written.append({filePath, lines}); }
+    QList<QPair<QString, QStringList>> written;
+};
+
+QVariantMap database()
+{
+    return {{"C_1", QVariantMap{{"camName", "c_Door"}}}, {"C_2", QVariantMap{{"camName", "Yard"}}},
+            {"LocObjectMetaInfo", QVariantMap{{"version", 3}}}, {"broken", 5}};
+}
+
 } // namespace
 
 class TestStandalonePlayer : public QObject
@@ -62,6 +75,8 @@ private slots:
     void unwritableTargetIsSkipped();
     void macListGoesIntoTheNamedFolder_data();
     void macListGoesIntoTheNamedFolder();
+    void pluginFillsPlaylistAndLocationsAndWritesThroughItsWriter();
+    void pluginClearsLocalDatabasesButKeepsStationLocations();
 };
 
 void TestStandalonePlayer::databasesArriveAsFoldersAndClearRemovesThem()
@@ -176,6 +191,63 @@ void TestStandalonePlayer::macListGoesIntoTheNamedFolder()
 {
     QFETCH(QString, directory);
     QTEST(ListFileLocations::macListFilePath(directory), "expected");
+}
+
+void TestStandalonePlayer::pluginFillsPlaylistAndLocationsAndWritesThroughItsWriter()
+{
+    // given a plug-in without servers, its playlist view, and a replaced list writer
+    PluginTopologyMgt plugin;
+    plugin.InitialPluginBase(nullptr, nullptr, nullptr);
+    QObject owner;
+    QAbstractItemModel* view = plugin.getStandalonePlayerLocalDBModel(&owner);
+    QCOMPARE(view->parent(), &owner);
+    QAbstractItemModelTester tester(view, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    QVERIFY(!plugin.hasLocalDBNodesInStandalonePlayer());
+    auto writer = QSharedPointer<RecordingWriter>::create();
+    plugin.setListToFileWriter(writer);
+    plugin.setListFileLocations(ListFileLocations("/downloads"));
+    // when
+    plugin.addNewStandalonePlayerLocation(database(), "/rec/db1", "Export");
+    plugin.addNewStandalonePlayerLocalDB(database(), "Export");
+    plugin.generateStreamingUrlListFile({"a,b"});
+    plugin.generateMacListOfAllCamera("/lists");
+    // then the playlist shows the databases, and the location records know where each camera's recordings are
+    QVERIFY(plugin.hasLocalDBNodesInStandalonePlayer());
+    const QModelIndex root = view->index(0, 0);
+    QCOMPARE(view->rowCount(root), 2);
+    QCOMPARE(view->rowCount(view->index(0, 0, root)), 2);
+    const QVariantMap located = plugin.locationInfo("/rec/db1/C_1");
+    QCOMPARE(located.value("nameRole").toString(), "Door");
+    QCOMPARE(located.value("locationRole").toString(), "/rec/db1");
+    QCOMPARE(plugin.locationInfo("C_2").value("camIDRole").toString(), "C_2");
+    QVERIFY(plugin.locationInfo("LocObjectMetaInfo").isEmpty());
+    // and the lists went to the writer, under their names
+    QCOMPARE(writer->written.size(), 2);
+    QCOMPARE(writer->written.at(0).first, "/downloads/StreamingUrlList.csv");
+    QCOMPARE(writer->written.at(0).second, QStringList{"a,b"});
+    QCOMPARE(writer->written.at(1).first, "/lists/QELM2Generated_MacList.txt");
+    // when cleared, then the playlist is empty
+    plugin.clearStandalonePlayerLocalDB();
+    QVERIFY(!plugin.hasLocalDBNodesInStandalonePlayer());
+    QCOMPARE(view->rowCount(root), 0);
+}
+
+void TestStandalonePlayer::pluginClearsLocalDatabasesButKeepsStationLocations()
+{
+    // given a station location and a local database in the logical tree
+    PluginTopologyMgt plugin;
+    plugin.InitialPluginBase(nullptr, nullptr, nullptr);
+    plugin.PluginServerConnected();
+    plugin.switchLocationID("S_1/C_4", "Loc1");
+    plugin.addNewLocation(database(), "/rec/db2", "Archive");
+    QVERIFY(plugin.hasLocalDBNodes());
+    QVERIFY(!plugin.locationInfo("/rec/db2/C_2").isEmpty());
+    // when
+    plugin.clearLocalDBLocations();
+    // then
+    QVERIFY(!plugin.hasLocalDBNodes());
+    QVERIFY(plugin.locationInfo("/rec/db2/C_2").isEmpty());
+    QCOMPARE(plugin.locationDataFrom("S_1/C_4", "locationRole").toString(), "Loc1");
 }
 
 QTEST_MAIN(TestStandalonePlayer)

@@ -1,3 +1,5 @@
+#include "PluginTopologyMgt.h"
+#include "SimulatedFramework.h"
 #include "TestSupport.h"
 #include "WebPageTreeFilterSortModel.h"
 #include "WebPageTreeModelController.h"
@@ -60,6 +62,8 @@ private slots:
     void sortsByNameIgnoringCase();
     void filtersByNameIgnoringCase_data();
     void filtersByNameIgnoringCase();
+    void pluginSendsRequestsStraightThroughTheFramework();
+    void pluginListFollowsRepliesAndChangeBroadcasts();
 };
 
 void TestWebPages::listIsReplacedWhole()
@@ -150,6 +154,65 @@ void TestWebPages::filtersByNameIgnoringCase()
     // then the root shows exactly while it or a page matches
     const QStringList shown = childNames(f.proxy, QModelIndex()) + f.shownPages();
     QTEST(shown, "shown");
+}
+
+void TestWebPages::pluginSendsRequestsStraightThroughTheFramework()
+{
+    // given a plug-in with a framework and one without
+    SimulatedFramework framework;
+    PluginTopologyMgt plugin;
+    plugin.InitialPluginBase(nullptr, nullptr, &framework);
+    PluginTopologyMgt withoutFramework;
+    withoutFramework.InitialPluginBase(nullptr, nullptr, nullptr);
+    // when
+    QVERIFY(plugin.addWebPage("Wiki", "https://wiki", 2));
+    QVERIFY(plugin.editWebPage("7", "Wiki", "https://w", 3));
+    QVERIFY(plugin.removeWebPage("7"));
+    QVERIFY(plugin.getAllWebPage());
+    framework.setAcceptsRequests(false);
+    QVERIFY(!plugin.getAllWebPage());
+    QVERIFY(!withoutFramework.addWebPage("Wiki", QString(), 0));
+    // then
+    const QList<RecordedRequest>& sent = framework.requests();
+    QCOMPARE(framework.commandNames(), (QStringList{"addWebPage", "editWebPage", "removeWebPage", "getAllWebPage"}));
+    QCOMPARE(sent.at(0).arguments.toMap(), (QVariantMap{{"pageName", "Wiki"}, {"url", "https://wiki"}, {"iconType", 2}}));
+    QCOMPARE(sent.at(1).arguments.toMap().value("id").toString(), "7");
+    QCOMPARE(sent.at(2).arguments, QVariant("7"));
+    QVERIFY(!sent.at(3).arguments.isValid());
+    for (const RecordedRequest& request : sent)
+        QCOMPARE(request.pluginId, "5E0C7A2B9D4F4E18A6B3C2D1F0E9A874");
+}
+
+void TestWebPages::pluginListFollowsRepliesAndChangeBroadcasts()
+{
+    // given a plug-in whose controller was replaced, before any reply, and its view
+    SimulatedFramework framework;
+    PluginTopologyMgt plugin;
+    framework.setPlugin(&plugin);
+    plugin.InitialPluginBase(nullptr, nullptr, &framework);
+    auto controller = std::make_shared<Controller>();
+    plugin.setWebPageTreeModelController(controller);
+    QSignalSpy changed(&plugin, &PluginTopologyMgt::webPageChanged);
+    QObject owner;
+    QAbstractItemModel* view = plugin.getWebPageTreeSortFilterModel(&owner);
+    QVERIFY(view);
+    Tester tester(view, Tester::FailureReportingMode::Fatal);
+    const QVariantList gamma{page("WP_1", "Gamma", "http://g", 5)};
+    // when a change broadcast comes first, then it fills the list all the same
+    framework.broadcast("NotifyWebPageChanged", pagesNamed({"beta", "Alpha"}));
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(controller->queryWebPageName("WP_2"), QString("Alpha"));
+    // when a reply fails, then the list stays
+    plugin.CommandProcessor("getAllWebPage", gamma, nullptr, "1", QString(), true, QString());
+    QCOMPARE(plugin.queryWebPageName("WP_2"), QString("Alpha"));
+    QCOMPARE(changed.count(), 1);
+    // when one succeeds, then it replaces the list whole
+    plugin.CommandProcessor("getAllWebPage", gamma, nullptr, "0", QString(), true, QString());
+    QCOMPARE(changed.count(), 2);
+    QCOMPARE(plugin.queryWebPageName("WP_2"), QString());
+    QCOMPARE(plugin.queryWebPageUrl("WP_1"), QString("http://g"));
+    QCOMPARE(plugin.queryWebPageIconType("WP_1"), 5);
+    QCOMPARE(view->rowCount(view->index(0, 0)), 1);
 }
 
 QTEST_MAIN(TestWebPages)

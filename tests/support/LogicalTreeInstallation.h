@@ -8,6 +8,13 @@
 
 #include <QStringList>
 
+// A node of the logical tree as the server sends it; a nameless one is a camera.
+inline QVariantMap serverNode(const QString& treeId, const QString& name, const QString& nodeUid,
+                              const QVariantList& children = {})
+{
+    return {{"treeNodeId", treeId}, {"name", name}, {"nodeUID", nodeUid}, {"children", children}};
+}
+
 // One installation for the suites of the logical tree's views: the device tree
 // under the failover control, the logical tree, and the topology data model and
 // valid-camera filter over them, wired as the plug-in wires them.
@@ -29,11 +36,6 @@ struct LogicalTreeInstallation
     static QVariantMap camera(const QString& id, const QString& name)
     {
         return {{"nodeUID", id}, {"nodeName", name}, {"nodeType", "Camera"}};
-    }
-    static QVariantMap serverNode(const QString& treeId, const QString& name, const QString& nodeUid,
-                                  const QVariantList& children = {})
-    {
-        return {{"treeNodeId", treeId}, {"name", name}, {"nodeUID", nodeUid}, {"children", children}};
     }
     static QVariantMap placement(const QString& treeId, const QString& parentId, const QString& cameraId, int diDo)
     {
@@ -101,11 +103,14 @@ struct LogicalTreeInstallation
     LogicalTreeValidCameraDataModel validCameras;
 };
 
-// The first node in tree order with this tree ID.
+// The first node in tree order with this tree ID. Rows without a column 0 (left
+// by a removed column) are passed over.
 inline QModelIndex findByTreeId(const QAbstractItemModel& model, const QString& id, const QModelIndex& parent = {})
 {
     for (int row = 0; row < model.rowCount(parent); ++row) {
         const QModelIndex node = model.index(row, 0, parent);
+        if (!node.isValid())
+            continue;
         if (node.data(LogicalTreeModel::idRole).toString() == id)
             return node;
         const QModelIndex found = findByTreeId(model, id, node);
@@ -115,13 +120,18 @@ inline QModelIndex findByTreeId(const QAbstractItemModel& model, const QString& 
     return QModelIndex();
 }
 
-// Rows as "treeId{children}", in the model's order.
+// Rows as "treeId{children}", in the model's order; a node without a tree ID
+// (the root before the server's tree arrives) as its name in brackets.
 inline QString treeOutline(const QAbstractItemModel& model, const QModelIndex& parent = {})
 {
     QStringList parts;
     for (int row = 0; row < model.rowCount(parent); ++row) {
         const QModelIndex node = model.index(row, 0, parent);
+        if (!node.isValid())
+            continue;
         QString part = node.data(LogicalTreeModel::idRole).toString();
+        if (part.isEmpty())
+            part = '(' + node.data(LogicalTreeModel::nameRole).toString() + ')';
         if (model.rowCount(node) > 0)
             part += '{' + treeOutline(model, node) + '}';
         parts << part;

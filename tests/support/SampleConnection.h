@@ -12,22 +12,30 @@
 #include <memory>
 
 // The plug-in connected to a simulated installation (the bundled sample unless
-// told otherwise) with the retrieval finished and every answer delivered. From
-// then on Qt's model checks watch the device model and the logical tree model.
+// told otherwise) with the retrieval finished and every answer delivered, or,
+// when told not to connect yet, ready to connect. Qt's model checks watch the
+// device model and the logical tree model from before the first request.
 struct SampleConnection
 {
-    explicit SampleConnection(const QVariantMap& scenario = sampleScenario())
+    explicit SampleConnection(const QVariantMap& scenario = sampleScenario(), bool connectNow = true)
     {
         loaded = installation.load(scenario);
         installation.attach(&framework);
         framework.setPlugin(&plugin);
         plugin.InitialPluginBase(nullptr, nullptr, &framework);
-        plugin.PluginServerConnected();
-        retrieved = QTest::qWaitFor([this] { return allRetrieved() && installation.pendingAnswers() == 0; });
         deviceModelTester = std::make_unique<QAbstractItemModelTester>(
             plugin.getStandardTopologyModel(), QAbstractItemModelTester::FailureReportingMode::Fatal);
         logicalModelTester = std::make_unique<QAbstractItemModelTester>(
             plugin.logicalTree().getModel(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+        if (connectNow)
+            connectAndWait();
+    }
+    // Connects, and waits for the six flags and for every answer to be delivered.
+    bool connectAndWait()
+    {
+        plugin.PluginServerConnected();
+        retrieved = QTest::qWaitFor([this] { return allRetrieved() && installation.pendingAnswers() == 0; });
+        return retrieved;
     }
     ~SampleConnection() { installation.detach(); }
 
@@ -46,6 +54,16 @@ struct SampleConnection
             && plugin.locationRetrieved() && plugin.logicalTreeRetrieved() && plugin.camStatusRetrieved();
     }
 
+    // The stations a request was sent for, in the order sent.
+    QStringList stationsAskedFor(const QString& command) const
+    {
+        QStringList stations;
+        for (const RecordedRequest& request : framework.requests()) {
+            if (request.command == command)
+                stations << request.arguments.toMap().value(QStringLiteral("relayPath")).toString();
+        }
+        return stations;
+    }
     void broadcast(const QString& event, const QVariant& payload) { framework.broadcast(event, payload); }
     void reply(const QString& command, const QVariant& data, const QString& code = QStringLiteral("0"))
     {
