@@ -9,6 +9,7 @@
 #include <QUuid>
 
 #include <algorithm>
+#include <deque>
 #include <memory>
 
 namespace {
@@ -96,19 +97,30 @@ LogicalTreeNodeBuilder serverNode(const QVariantMap& node, const QString& statio
             .setParentStationNodeID(stationPartOf(cameraId));
 }
 
+// Breadth first through a queue rather than by recursion: a broken or hostile
+// server may nest its folders thousands of levels deep.
 QStandardItem* buildServerSubtree(const QVariantMap& node, const QString& stationId)
 {
-    std::unique_ptr<QStandardItem> item(serverNode(node, stationId).build());
-    if (!item)
+    std::unique_ptr<QStandardItem> top(serverNode(node, stationId).build());
+    if (!top)
         return nullptr;
-    const QVariantList children = node.value(QStringLiteral("children")).toList();
-    for (const QVariant& child : children) {
-        if (!isRecord(child))
-            continue;
-        if (QStandardItem* childItem = buildServerSubtree(child.toMap(), stationId))
-            item->appendRow(childItem);
+    std::deque<std::pair<QStandardItem*, QVariantList>> pending;
+    pending.emplace_back(top.get(), node.value(QStringLiteral("children")).toList());
+    while (!pending.empty()) {
+        const auto [parent, children] = std::move(pending.front());
+        pending.pop_front();
+        for (const QVariant& child : children) {
+            if (!isRecord(child))
+                continue;
+            const QVariantMap childNode = child.toMap();
+            QStandardItem* item = serverNode(childNode, stationId).build();
+            if (!item)
+                continue;
+            parent->appendRow(item);
+            pending.emplace_back(item, childNode.value(QStringLiteral("children")).toList());
+        }
     }
-    return item.release();
+    return top.release();
 }
 
 // DI and DO share one running number in their IDs, while each kind counts its

@@ -558,7 +558,7 @@ void PluginTopologyMgt::restoreUngroupedDevices()
 }
 
 // Cameras in the servers' tree carry no name; the device tree knows it.
-QVariantMap PluginTopologyMgt::fillCameraNameToLogicalTree(const QVariantMap& treeNode) const
+QVariantMap PluginTopologyMgt::withCameraName(const QVariantMap& treeNode) const
 {
     QVariantMap filled = treeNode;
     const QString name = treeNode.value(QStringLiteral("name")).toString();
@@ -571,13 +571,42 @@ QVariantMap PluginTopologyMgt::fillCameraNameToLogicalTree(const QVariantMap& tr
         filled.insert(QStringLiteral("brand"), m_deviceTree.data(nodeId, StandardTopologyModel::brandRole));
         filled.insert(QStringLiteral("model"), m_deviceTree.data(nodeId, StandardTopologyModel::modelRole));
     }
-    if (treeNode.contains(QStringLiteral("children"))) {
-        QVariantList children;
-        for (const QVariant& child : treeNode.value(QStringLiteral("children")).toList())
-            children.append(fillCameraNameToLogicalTree(child.toMap()));
-        filled.insert(QStringLiteral("children"), children);
-    }
     return filled;
+}
+
+// Depth first on an explicit stack rather than by recursion: a broken or
+// hostile server may nest its folders thousands of levels deep.
+QVariantMap PluginTopologyMgt::fillCameraNameToLogicalTree(const QVariantMap& treeNode) const
+{
+    struct OpenNode
+    {
+        QVariantMap filled;
+        QVariantList children;
+        qsizetype nextChild = 0;
+        QVariantList filledChildren;
+    };
+    std::vector<OpenNode> open;
+    const auto enter = [&](const QVariantMap& node) {
+        open.push_back({withCameraName(node), node.value(QStringLiteral("children")).toList(), 0, {}});
+    };
+    enter(treeNode);
+    QVariantMap result;
+    while (!open.empty()) {
+        if (open.back().nextChild < open.back().children.size()) {
+            const QVariant child = open.back().children.at(open.back().nextChild++);
+            enter(child.toMap());
+            continue;
+        }
+        OpenNode done = std::move(open.back());
+        open.pop_back();
+        if (done.filled.contains(QStringLiteral("children")))
+            done.filled.insert(QStringLiteral("children"), done.filledChildren);
+        if (open.empty())
+            result = done.filled;
+        else
+            open.back().filledChildren.append(done.filled);
+    }
+    return result;
 }
 
 QVariantList PluginTopologyMgt::addDiDoNumToLogicalTreeCameraData(const QVariantList& cameras) const

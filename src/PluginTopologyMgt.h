@@ -306,6 +306,7 @@ private:
 
     // Feeding the logical tree from the device tree.
     QVariantMap fillCameraNameToLogicalTree(const QVariantMap& treeNode) const;
+    QVariantMap withCameraName(const QVariantMap& treeNode) const;
     QVariantList addDiDoNumToLogicalTreeCameraData(const QVariantList& cameras) const;
     void updateStationDiDoInLogicalTreeModel(const std::vector<QVariantMap>& stations);
 

@@ -282,6 +282,37 @@ private slots:
         QCOMPARE(snapshot(given.plugin), firstConnection);
     }
 
+    void deeplyNestedServerTreeIsHarmless()
+    {
+        // given: a broken or hostile server's logical tree, ten thousand folders deep
+        Fixture given;
+        QVariantMap nested{{QStringLiteral("treeNodeId"), QStringLiteral("F_10000")},
+                           {QStringLiteral("name"), QStringLiteral("deepest")}};
+        for (int level = 9999; level >= 0; --level)
+            nested = {{QStringLiteral("treeNodeId"), QStringLiteral("F_%1").arg(level)},
+                      {QStringLiteral("name"), QStringLiteral("level")},
+                      {QStringLiteral("children"), QVariantList{nested}}};
+        QAbstractItemModel* view = given.plugin.getLogicalTreeSortFilterModel(&given.plugin);
+
+        // when
+        given.plugin.CommandProcessor(QStringLiteral("retrieveLogicalTree"), nested, nullptr, QStringLiteral("0"),
+                                      QString(), true, QString());
+        const QVariantMap readBack = given.plugin.getLogicalTreeMap();
+        given.plugin.PluginServerDisconnected();
+
+        // then: the tree was built and read back whole, and the views survived it
+        QVERIFY(view);
+        QVariantMap node = readBack;
+        int depth = 0;
+        while (!node.value(QStringLiteral("children")).toList().isEmpty()) {
+            node = node.value(QStringLiteral("children")).toList().constFirst().toMap();
+            ++depth;
+        }
+        QCOMPARE(depth, 10000);
+        QCOMPARE(node.value(QStringLiteral("name")).toString(), QStringLiteral("deepest"));
+        QCOMPARE(given.plugin.logicalTree().getModel()->rowCount(), 0);
+    }
+
     void everyHandlerSurvivesMalformedPayloads()
     {
         Fixture given;
