@@ -116,6 +116,13 @@ void TestLogicalTree::createsDefaultNodes()
     QCOMPARE(treeOutline(*tree.getModel()), "nodeIDForDefaultRoot{_LOCAL_DB_}");
     QCOMPARE(tree.data("nodeIDForDefaultRoot", Model::nameRole), QVariant("Default Root"));
     QCOMPARE(tree.data("nodeIDForDefaultRoot", Model::cameraNodeIDRole), QVariant("nodeUIDForDefaultRoot"));
+    // and the views bind to exactly these role names: no base-class roles, and
+    // of the computed roles only the icon
+    const QHash<int, QByteArray> qmlRoles{{257, "idRole"},         {258, "typeRole"},      {259, "nameRole"},
+                                          {260, "cameraNodeIDRole"}, {261, "dataRole"},    {264, "diDoValueRole"},
+                                          {265, "diDoIndexRole"},  {266, "joystickKeyRole"}, {267, "nodeIDRole"},
+                                          {278, "displayIconRole"}};
+    QCOMPARE(tree.getModel()->roleNames(), qmlRoles);
 }
 
 void TestLogicalTree::setBuildsServerNodes_data()
