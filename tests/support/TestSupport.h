@@ -27,6 +27,23 @@ private:
     QStringList m_lines;
 };
 
+// A filter proxy that counts the rows it is asked to filter, so that a test can
+// tell a change that re-filtered everything from one that checked a few rows.
+template <typename FilterProxy>
+class RowFilterCounter : public FilterProxy
+{
+public:
+    using FilterProxy::FilterProxy;
+    mutable int rowsFiltered = 0;
+
+protected:
+    bool filterAcceptsRow(int sourceRow, const QModelIndex& sourceParent) const override
+    {
+        ++rowsFiltered;
+        return FilterProxy::filterAcceptsRow(sourceRow, sourceParent);
+    }
+};
+
 // The smallest node records the device tree accepts, for suites that build trees.
 namespace DeviceRecords {
 inline QVariantMap station(const QString& id, const QString& name)
