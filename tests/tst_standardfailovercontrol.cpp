@@ -128,8 +128,6 @@ void TestStandardFailoverControl::parsesStatusEntries_data()
                                                 << QStringList{"S_12"} << "" << 0;
     QTest::newRow("going to run is not running")
             << QVariantList{run, statusReply(running("F_12", "F_3", "GoingToRun"))} << QStringList{"S_12"} << "" << 0;
-    QTest::newRow("unknown word ends") << QVariantList{run, statusReply(entry("F_12", "Resting"))}
-                                       << QStringList{"S_12"} << "" << 0;
     QTest::newRow("plain running, no server") << QVariantList{statusReply(entry("F_12", "Running"))}
                                               << QStringList{"S_12"} << "S_12>" << 0;
     QTest::newRow("listed once, in order")
