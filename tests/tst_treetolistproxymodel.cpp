@@ -14,15 +14,8 @@ using Proxy = TreeToListProxyModel;
 
 namespace {
 
-QVariantMap station(const QString& id)
-{
-    return {{"nodeUID", id}, {"nodeName", id}, {"nodeType", "Station"}};
-}
-
-QVariantMap camera(const QString& id)
-{
-    return {{"nodeUID", id}, {"nodeName", id}, {"nodeType", "Camera"}};
-}
+using DeviceRecords::camera;
+using DeviceRecords::station;
 
 QVariantMap announcedCamera(const QString& stationId, const QString& id)
 {

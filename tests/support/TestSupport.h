@@ -44,17 +44,18 @@ protected:
     }
 };
 
-// The smallest node records the device tree accepts, for suites that build trees.
+// The smallest node records the device tree accepts, for suites that build trees;
+// without a name, a node is named by its identifier.
 namespace DeviceRecords {
-inline QVariantMap station(const QString& id, const QString& name)
+inline QVariantMap station(const QString& id, const QString& name = QString())
 {
-    return {{QStringLiteral("nodeUID"), id}, {QStringLiteral("nodeName"), name},
+    return {{QStringLiteral("nodeUID"), id}, {QStringLiteral("nodeName"), name.isNull() ? id : name},
             {QStringLiteral("nodeType"), QStringLiteral("Station")}};
 }
 
-inline QVariantMap camera(const QString& id, const QString& name)
+inline QVariantMap camera(const QString& id, const QString& name = QString())
 {
-    return {{QStringLiteral("nodeUID"), id}, {QStringLiteral("nodeName"), name},
+    return {{QStringLiteral("nodeUID"), id}, {QStringLiteral("nodeName"), name.isNull() ? id : name},
             {QStringLiteral("nodeType"), QStringLiteral("Camera")}};
 }
 } // namespace DeviceRecords
