@@ -8,7 +8,6 @@
 #include <QtTest>
 
 #include <functional>
-#include <memory>
 
 #include "TestSupport.h"
 
