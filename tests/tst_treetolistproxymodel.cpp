@@ -14,15 +14,8 @@ using Proxy = TreeToListProxyModel;
 
 namespace {
 
-QVariantMap station(const QString& id)
-{
-    return {{"nodeUID", id}, {"nodeName", id}, {"nodeType", "Station"}};
-}
-
-QVariantMap camera(const QString& id)
-{
-    return {{"nodeUID", id}, {"nodeName", id}, {"nodeType", "Camera"}};
-}
+using DeviceRecords::camera;
+using DeviceRecords::station;
 
 QVariantMap announcedCamera(const QString& stationId, const QString& id)
 {
@@ -244,6 +237,8 @@ void TestTreeToListProxyModel::followsSourceChanges_data()
         << QStringList{"expandAll R"} << remove("S1") << "-3..7" << "R- .R/C_1 .R/C_2 .S2- ..S2/C_1" << "" << "";
     QTest::newRow("camera removed under a station left expanded in a collapsed subtree")
         << s1LeftOpen << remove("S1/C_1") << "" << "R+" << "expand R" << "R- .R/C_1 .R/C_2 .S1- ..S1/C_2 ..S11+ .S2+";
+    QTest::newRow("a station removed with the rows it kept in a collapsed subtree")
+        << s1LeftOpen << remove("S1") << "" << "R+" << "expand R" << "R- .R/C_1 .R/C_2 .S2+";
     QTest::newRow("last camera of an expanded station removed")
         << QStringList{"expand R", "expand S2"} << remove("S2/C_1") << "-5..5 S2:400" << "R- .R/C_1 .R/C_2 .S1+ .S2"
         << "" << "";

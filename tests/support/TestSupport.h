@@ -27,17 +27,35 @@ private:
     QStringList m_lines;
 };
 
-// The smallest node records the device tree accepts, for suites that build trees.
-namespace DeviceRecords {
-inline QVariantMap station(const QString& id, const QString& name)
+// A filter proxy that counts the rows it is asked to filter, so that a test can
+// tell a change that re-filtered everything from one that checked a few rows.
+template <typename FilterProxy>
+class RowFilterCounter : public FilterProxy
 {
-    return {{QStringLiteral("nodeUID"), id}, {QStringLiteral("nodeName"), name},
+public:
+    using FilterProxy::FilterProxy;
+    mutable int rowsFiltered = 0;
+
+protected:
+    bool filterAcceptsRow(int sourceRow, const QModelIndex& sourceParent) const override
+    {
+        ++rowsFiltered;
+        return FilterProxy::filterAcceptsRow(sourceRow, sourceParent);
+    }
+};
+
+// The smallest node records the device tree accepts, for suites that build trees;
+// without a name, a node is named by its identifier.
+namespace DeviceRecords {
+inline QVariantMap station(const QString& id, const QString& name = QString())
+{
+    return {{QStringLiteral("nodeUID"), id}, {QStringLiteral("nodeName"), name.isNull() ? id : name},
             {QStringLiteral("nodeType"), QStringLiteral("Station")}};
 }
 
-inline QVariantMap camera(const QString& id, const QString& name)
+inline QVariantMap camera(const QString& id, const QString& name = QString())
 {
-    return {{QStringLiteral("nodeUID"), id}, {QStringLiteral("nodeName"), name},
+    return {{QStringLiteral("nodeUID"), id}, {QStringLiteral("nodeName"), name.isNull() ? id : name},
             {QStringLiteral("nodeType"), QStringLiteral("Camera")}};
 }
 } // namespace DeviceRecords
