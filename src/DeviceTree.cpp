@@ -9,7 +9,6 @@
 #include <QStandardItem>
 
 #include <algorithm>
-#include <functional>
 #include <initializer_list>
 
 namespace {
@@ -80,13 +79,22 @@ int channelOf(const QString& nodeId)
 
 } // namespace
 
+// Pre-order on an explicit stack rather than by recursion: a broken or hostile
+// server may chain stations thousands of levels deep.
 template <typename Visit>
 void DeviceTree::forEachNodeDepthFirst(const QModelIndex& parent, Visit&& visit) const
 {
-    for (int row = 0; row < m_model.rowCount(parent); ++row) {
-        const QModelIndex node = m_model.index(row, 0, parent);
+    std::vector<QModelIndex> pending;
+    const auto pushChildrenOf = [&](const QModelIndex& node) {
+        for (int row = m_model.rowCount(node) - 1; row >= 0; --row)
+            pending.push_back(m_model.index(row, 0, node));
+    };
+    pushChildrenOf(parent);
+    while (!pending.empty()) {
+        const QModelIndex node = pending.back();
+        pending.pop_back();
         visit(node);
-        forEachNodeDepthFirst(node, visit);
+        pushChildrenOf(node);
     }
 }
 
@@ -572,24 +580,40 @@ void DeviceTree::removeRemovedCameras(const QString& stationId, const QStringLis
 
 QVariantList DeviceTree::getAllStationInfo() const
 {
-    // Stations only hang under stations, so the recursion follows station rows.
-    std::function<QVariantList(const QModelIndex&)> stationsUnder = [&](const QModelIndex& parent) {
-        QVariantList stations;
-        for (int row = 0; row < m_model.rowCount(parent); ++row) {
-            const QModelIndex station = m_model.index(row, 0, parent);
-            if (!isStation(station))
-                continue;
-            stations.append(QVariantMap{
-                {QStringLiteral("name"), station.data(Model::nameRole)},
-                {QStringLiteral("ip"), station.data(Model::ipRole)},
-                {QStringLiteral("relayPath"), station.data(Model::nodeIDRole)},
-                {QStringLiteral("type"), station.data(Model::modelRole)},
-                {QStringLiteral("children"), stationsUnder(station)},
-            });
-        }
-        return stations;
+    // Stations only hang under stations. Each station's entry can only be made
+    // once its children's entries are, so the walk keeps its open stations on
+    // a stack instead of recursing.
+    struct OpenStation
+    {
+        QModelIndex station;
+        int nextRow = 0;
+        QVariantList children;
     };
-    return stationsUnder(QModelIndex());
+    std::vector<OpenStation> open{{QModelIndex(), 0, {}}};
+    QVariantList result;
+    while (!open.empty()) {
+        OpenStation& current = open.back();
+        if (current.nextRow < m_model.rowCount(current.station)) {
+            const QModelIndex child = m_model.index(current.nextRow++, 0, current.station);
+            if (isStation(child))
+                open.push_back({child, 0, {}});
+            continue;
+        }
+        OpenStation done = std::move(current);
+        open.pop_back();
+        if (open.empty()) {
+            result = done.children;
+            break;
+        }
+        open.back().children.append(QVariantMap{
+            {QStringLiteral("name"), done.station.data(Model::nameRole)},
+            {QStringLiteral("ip"), done.station.data(Model::ipRole)},
+            {QStringLiteral("relayPath"), done.station.data(Model::nodeIDRole)},
+            {QStringLiteral("type"), done.station.data(Model::modelRole)},
+            {QStringLiteral("children"), done.children},
+        });
+    }
+    return result;
 }
 
 QVariantMap DeviceTree::getAllStationNames() const

@@ -5,6 +5,8 @@
 
 #include <QTimerEvent>
 
+#include <vector>
+
 namespace {
 
 constexpr char kSuccess[] = "0";
@@ -169,35 +171,61 @@ void NodeDataCommander::onAllDeviceTopology(const Response& response)
         queueRetry(response.command, response.stationId, failureRetryDelay());
         return;
     }
-    QSet<QString> visited;
-    processStationTopology(response.data.toMap(), response.stationId, visited);
+    processStationTopology(response.data.toMap(), response.stationId);
 }
 
-void NodeDataCommander::processStationTopology(const QVariantMap& allTopology, const QString& relayPath,
-                                               QSet<QString>& visited)
+// Depth first: a station counts as answered only after every station below it
+// has been taken in. The open stations are kept on a stack rather than in
+// recursion, because a broken or hostile answer may chain stations thousands
+// of levels deep.
+void NodeDataCommander::processStationTopology(const QVariantMap& allTopology, const QString& relayPath)
 {
-    // A malformed answer that lists a station below itself must not recurse forever.
-    if (visited.contains(relayPath))
-        return;
-    visited.insert(relayPath);
+    struct OpenStation
+    {
+        QString relayPath;
+        QVariantList nodeList;
+        QStringList subStations;
+        qsizetype nextSubStation = 0;
+    };
+    std::vector<OpenStation> open;
+    QSet<QString> visited;
+    const auto enter = [&](const QString& station) {
+        // A malformed answer that lists a station below itself must not loop forever.
+        if (visited.contains(station))
+            return;
+        visited.insert(station);
+        const auto found = allTopology.constFind(station);
+        if (found == allTopology.constEnd()) {
+            TOPOLOGY_LOG_ERROR("Station not found in allStationTopology, relayPath:%s", station);
+            return;
+        }
+        const QVariant stationTopology = found.value();
+        emit handleStationTopology(stationTopology, QStringLiteral("0"));
+        queryLocations(station);
+        awaitStation(Topology, station);
+        awaitStation(CamStatus, station);
+        awaitStation(NodeInfo, station);
+        const QVariantList nodeList = stationTopology.toMap().value(QStringLiteral("nodeList")).toList();
+        open.push_back({station, nodeList, subStationsOf(nodeList), 0});
+    };
 
-    const auto found = allTopology.constFind(relayPath);
-    if (found == allTopology.constEnd()) {
-        TOPOLOGY_LOG_ERROR("Station not found in allStationTopology, relayPath:%s", relayPath);
-        return;
+    enter(relayPath);
+    while (!open.empty()) {
+        OpenStation& current = open.back();
+        if (current.nextSubStation < current.subStations.size()) {
+            const QString subStation = current.subStations.at(current.nextSubStation++);
+            enter(subStation);
+            continue;
+        }
+        const OpenStation done = std::move(current);
+        open.pop_back();
+        finishStationTopology(done.relayPath, done.nodeList);
     }
-    const QVariant stationTopology = found.value();
-    emit handleStationTopology(stationTopology, QStringLiteral("0"));
-    queryLocations(relayPath);
-    awaitStation(Topology, relayPath);
-    awaitStation(CamStatus, relayPath);
-    awaitStation(NodeInfo, relayPath);
+}
 
-    const QVariantList nodeList = stationTopology.toMap().value(QStringLiteral("nodeList")).toList();
-    for (const QString& subStation : subStationsOf(nodeList))
-        processStationTopology(allTopology, subStation, visited);
+void NodeDataCommander::finishStationTopology(const QString& relayPath, const QVariantList& nodeList)
+{
     stationAnswered(Topology, relayPath);
-
     if (!handOverKeptNodeInfo(relayPath))
         retrieveAllCamInfo(relayPath);
     requestStationDetails(relayPath);

@@ -208,7 +208,8 @@ private:
     void onExternalDevicesChanged(const Response& response);
     void onCameraStatusRetrieved(const Response& response);
 
-    void processStationTopology(const QVariantMap& allTopology, const QString& relayPath, QSet<QString>& visited);
+    void processStationTopology(const QVariantMap& allTopology, const QString& relayPath);
+    void finishStationTopology(const QString& relayPath, const QVariantList& nodeList);
     bool handOverKeptNodeInfo(const QString& stationId);
     bool resendCameraInfoWithinBudget(const QString& stationId);
     void requestAfterNodeInfo(const QString& stationId);

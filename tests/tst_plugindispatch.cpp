@@ -313,6 +313,38 @@ private slots:
         QCOMPARE(given.plugin.logicalTree().getModel()->rowCount(), 0);
     }
 
+    void deeplyNestedStationChainIsHarmless()
+    {
+        // given: a whole-topology answer in which every station hides one more below it
+        Fixture given;
+        const int depth = 10000;
+        QVariantMap allTopology;
+        for (int level = 0; level < depth; ++level) {
+            const QString station = level == 0 ? QString() : QStringLiteral("N%1").arg(level);
+            const QVariantMap subStation{{QStringLiteral("nodeUID"), QStringLiteral("N%1").arg(level + 1)},
+                                         {QStringLiteral("nodeName"), QStringLiteral("s_Level %1").arg(level + 1)},
+                                         {QStringLiteral("nodeType"), QStringLiteral("Station")}};
+            allTopology.insert(station, QVariantMap{{QStringLiteral("parentStationID"), station},
+                                                    {QStringLiteral("nodeList"), QVariantList{subStation}}});
+        }
+
+        given.plugin.CommandProcessor(QStringLiteral("RetrieveLoginStationInfo"),
+                                      QVariantMap{{QStringLiteral("stationName"), QStringLiteral("Top")}}, nullptr,
+                                      QStringLiteral("0"), QString(), true, QString());
+
+        // when
+        given.plugin.CommandProcessor(QStringLiteral("RetrieveAllDeviceTopology"), allTopology, new QString(),
+                                      QStringLiteral("0"), QString(), true, QString());
+        const QVariantList stationTree = given.plugin.getStationTree();
+        const QVariantMap deviceMap = given.plugin.getDeviceTreeMap();
+        given.plugin.PluginServerDisconnected();
+
+        // then
+        QVERIFY(!stationTree.isEmpty());
+        QVERIFY(!deviceMap.isEmpty());
+        QCOMPARE(given.plugin.getStandardTopologyModel()->rowCount(), 0);
+    }
+
     void everyHandlerSurvivesMalformedPayloads()
     {
         Fixture given;
