@@ -1,6 +1,7 @@
 #include "LogicalTreeIdIndex.h"
 
 #include "TreeOrder.h"
+#include "TreeWalk.h"
 
 #include <QStandardItemModel>
 
@@ -41,29 +42,19 @@ QModelIndex LogicalTreeIdIndex::first(const QString& id) const
 
 void LogicalTreeIdIndex::fileRows(const QStandardItem* parent, int first, int last)
 {
-    for (int row = first; row <= last; ++row) {
-        // Read through the parent: itemFromIndex would fill an empty slot with a
-        // new item, changing the model while it announces a change.
-        QStandardItem* node = parent->child(row);
-        if (!node)
-            continue;
+    TreeWalk::forEachItem(parent, first, last, [this](QStandardItem* node) {
         const QString id = node->data(m_idRole).toString();
         m_nodesById[id].append(node);
         m_idOfNode.insert(node, id);
-        fileRows(node, 0, node->rowCount() - 1);
-    }
+    });
 }
 
 void LogicalTreeIdIndex::forgetRows(const QStandardItem* parent, int first, int last)
 {
-    for (int row = first; row <= last; ++row) {
-        QStandardItem* node = parent->child(row);
-        if (!node)
-            continue;
-        forgetRows(node, 0, node->rowCount() - 1);
+    TreeWalk::forEachItem(parent, first, last, [this](QStandardItem* node) {
         const auto filed = m_idOfNode.constFind(node);
         if (filed == m_idOfNode.constEnd())
-            continue;
+            return;
         const auto nodes = m_nodesById.find(*filed);
         if (nodes != m_nodesById.end()) {
             nodes->removeOne(node);
@@ -71,7 +62,7 @@ void LogicalTreeIdIndex::forgetRows(const QStandardItem* parent, int first, int 
                 m_nodesById.erase(nodes);
         }
         m_idOfNode.erase(filed);
-    }
+    });
 }
 
 void LogicalTreeIdIndex::followIdentifierChange(const QModelIndex& topLeft, const QModelIndex& bottomRight,

@@ -1,6 +1,7 @@
 #include "LogicalTreeModel.h"
 
 #include "TreeOrder.h"
+#include "TreeWalk.h"
 
 #include <QStandardItem>
 
@@ -122,31 +123,19 @@ void LogicalTreeModel::removeModelIndexMap(const QModelIndex& parent, int first,
     forgetRows(itemOrRoot(parent), first, last);
 }
 
+// Children of any kind travel with a moved row; they are filed again here
+// because they were forgotten when the row was taken out.
 void LogicalTreeModel::fileRows(const QStandardItem* parent, int first, int last)
 {
-    for (int row = first; row <= last; ++row) {
-        // Read through the parent: itemFromIndex would fill an empty slot with a
-        // new item, changing the model while it announces a change.
-        QStandardItem* node = parent->child(row);
-        if (!node)
-            continue;
+    TreeWalk::forEachItem(parent, first, last, [this](QStandardItem* node) {
         if (node->data(typeRole).toInt() != Folder)
             fileNode(node);
-        // Children of any kind travel with a moved row; they are filed again here
-        // because they were forgotten when the row was taken out.
-        fileRows(node, 0, node->rowCount() - 1);
-    }
+    });
 }
 
 void LogicalTreeModel::forgetRows(const QStandardItem* parent, int first, int last)
 {
-    for (int row = first; row <= last; ++row) {
-        QStandardItem* node = parent->child(row);
-        if (!node)
-            continue;
-        forgetRows(node, 0, node->rowCount() - 1);
-        unfileNode(node);
-    }
+    TreeWalk::forEachItem(parent, first, last, [this](QStandardItem* node) { unfileNode(node); });
 }
 
 void LogicalTreeModel::fileNode(QStandardItem* node)

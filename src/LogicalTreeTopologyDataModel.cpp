@@ -2,6 +2,7 @@
 
 #include "LogicalTreeModel.h"
 #include "StandardTopologyModel.h"
+#include "TreeWalk.h"
 
 #include <QStandardItem>
 
@@ -540,17 +541,16 @@ void LogicalTreeTopologyDataModel::collectSubtree(const QModelIndex& node, const
 {
     if (!node.isValid())
         return;
-    const QString id = idOf(node);
-    if (!id.isEmpty()) {
+    const auto collect = [&](const QModelIndex& member) {
+        const QString id = idOf(member);
+        if (id.isEmpty())
+            return;
         CameraChange& change = (*changes)[id];
         change.roles.unite(cameraRoles());
         change.stationRoles.unite(changedStationRoles);
-    }
-    if (!m_topology->hasChildren(node))
-        return;
-    const int count = m_topology->rowCount(node);
-    for (int row = 0; row < count; ++row)
-        collectSubtree(m_topology->index(row, 0, node), changedStationRoles, changes);
+    };
+    collect(node);
+    TreeWalk::forEachIndex(*m_topology, node, 0, m_topology->rowCount(node) - 1, collect);
 }
 
 void LogicalTreeTopologyDataModel::collectStationChange(const QModelIndex& station, const QSet<int>& changedRoles,

@@ -2,9 +2,11 @@
 
 #include "ModuleLog.h"
 #include "StandardTopologyModel.h"
+#include "TreeWalk.h"
 
 #include <algorithm>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -443,25 +445,33 @@ void StandardFailoverControl::notifySubtree(const QModelIndex& sourceNode, const
 void StandardFailoverControl::notifyDescendants(const QModelIndex& sourceParent, const QModelIndex& proxyParent,
                                                 const QList<int>& roles, const QSet<QString>& shielded)
 {
+    // Each level's rows are announced before the levels below them, in the
+    // order recursion would take; the open parents wait on a stack because a
+    // station chain may be thousands of levels deep.
     const QAbstractItemModel* source = sourceModel();
-    const int childCount = source->rowCount(sourceParent);
-    if (childCount == 0)
-        return;
-    QList<int> rows;
-    QList<QPair<QModelIndex, QModelIndex>> followed;
-    for (int row = 0; row < childCount; ++row) {
-        const QModelIndex sourceChild = source->index(row, 0, sourceParent);
-        if (shielded.contains(lastSegment(idOf(sourceChild))))
+    std::vector<QPair<QModelIndex, QModelIndex>> pending{{sourceParent, proxyParent}};
+    while (!pending.empty()) {
+        const auto [parentInSource, parentInProxy] = pending.back();
+        pending.pop_back();
+        const int childCount = source->rowCount(parentInSource);
+        QList<int> rows;
+        QList<QPair<QModelIndex, QModelIndex>> followed;
+        for (int row = 0; row < childCount; ++row) {
+            const QModelIndex sourceChild = source->index(row, 0, parentInSource);
+            if (shielded.contains(lastSegment(idOf(sourceChild))))
+                continue;
+            const QModelIndex child = mapFromSource(sourceChild);
+            if (!child.isValid())
+                continue;
+            rows.append(child.row());
+            followed.append({sourceChild, child});
+        }
+        if (rows.isEmpty())
             continue;
-        const QModelIndex child = mapFromSource(sourceChild);
-        if (!child.isValid())
-            continue;
-        rows.append(child.row());
-        followed.append({sourceChild, child});
+        notifyRows(parentInProxy, rows, roles);
+        for (auto next = followed.crbegin(); next != followed.crend(); ++next)
+            pending.push_back(*next);
     }
-    notifyRows(proxyParent, rows, roles);
-    for (const auto& [sourceChild, child] : std::as_const(followed))
-        notifyDescendants(sourceChild, child, roles, shielded);
 }
 
 void StandardFailoverControl::notifyRows(const QModelIndex& proxyParent, QList<int> rows, const QList<int>& roles)
@@ -485,26 +495,20 @@ void StandardFailoverControl::notifyRows(const QModelIndex& proxyParent, QList<i
 void StandardFailoverControl::indexRows(const QModelIndex& sourceParent, int first, int last,
                                         QSet<QString>* runningServersSeen)
 {
-    const QAbstractItemModel* source = sourceModel();
-    for (int row = first; row <= last; ++row) {
-        const QModelIndex node = source->index(row, 0, sourceParent);
+    TreeWalk::forEachIndex(*sourceModel(), sourceParent, first, last, [&](const QModelIndex& node) {
         const QString id = idOf(node);
         const QString segment = lastSegment(id);
         if (!id.isEmpty())
             m_idsBySegment[segment].insert(id);
         if (m_runningServers.contains(segment))
             runningServersSeen->insert(segment);
-        indexRows(node, 0, source->rowCount(node) - 1, runningServersSeen);
-    }
+    });
 }
 
 void StandardFailoverControl::unindexRows(const QModelIndex& sourceParent, int first, int last,
                                           QSet<QString>* runningServersSeen)
 {
-    const QAbstractItemModel* source = sourceModel();
-    for (int row = first; row <= last; ++row) {
-        const QModelIndex node = source->index(row, 0, sourceParent);
-        unindexRows(node, 0, source->rowCount(node) - 1, runningServersSeen);
+    TreeWalk::forEachIndex(*sourceModel(), sourceParent, first, last, [&](const QModelIndex& node) {
         const QString id = idOf(node);
         const QString segment = lastSegment(id);
         const auto ids = m_idsBySegment.find(segment);
@@ -515,7 +519,7 @@ void StandardFailoverControl::unindexRows(const QModelIndex& sourceParent, int f
         }
         if (m_runningServers.contains(segment))
             runningServersSeen->insert(segment);
-    }
+    });
 }
 
 void StandardFailoverControl::rebuildSegmentIndex()

@@ -1,5 +1,7 @@
 #include "StandardTopologyModel.h"
 
+#include "TreeWalk.h"
+
 #include <QStandardItem>
 
 #include <iterator>
@@ -374,23 +376,19 @@ void StandardTopologyModel::clear()
 
 void StandardTopologyModel::genModelIndexMap(const QModelIndex& parent, int first, int last)
 {
-    for (int row = first; row <= last; ++row) {
-        const QModelIndex node = index(row, 0, parent);
+    TreeWalk::forEachIndex(*this, parent, first, last, [this](const QModelIndex& node) {
         const QString id = QStandardItemModel::data(node, idRole).toString();
         m_indexById.insert(id, QPersistentModelIndex(node));
         m_idOfItem.insert(itemFromIndex(node), id);
-        genModelIndexMap(node, 0, rowCount(node) - 1);
-    }
+    });
 }
 
 void StandardTopologyModel::removeModelIndexMap(const QModelIndex& parent, int first, int last)
 {
-    for (int row = first; row <= last; ++row) {
-        const QModelIndex node = index(row, 0, parent);
-        removeModelIndexMap(node, 0, rowCount(node) - 1);
+    TreeWalk::forEachIndex(*this, parent, first, last, [this](const QModelIndex& node) {
         m_indexById.remove(QStandardItemModel::data(node, idRole).toString());
         m_idOfItem.remove(itemFromIndex(node));
-    }
+    });
 }
 
 void StandardTopologyModel::followIdentifierChange(const QModelIndex& topLeft, const QModelIndex& bottomRight,

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QAbstractItemModel>
+#include <QStandardItem>
+
+#include <vector>
+
+// Pre-order walks over rows first..last under a parent and everything below
+// them. They keep their own stack instead of recursing: a broken or hostile
+// server may send trees thousands of levels deep, more than a thread's stack
+// holds when walked by recursion (a Windows thread has 1 MiB).
+namespace TreeWalk {
+
+template <typename Visit>
+void forEachItem(const QStandardItem* parent, int first, int last, Visit&& visit)
+{
+    std::vector<QStandardItem*> pending;
+    // Read through the parent: itemFromIndex would fill an empty slot with a new
+    // item, changing the model while it announces a change.
+    const auto pushChildren = [&pending](const QStandardItem* item, int from, int to) {
+        for (int row = to; row >= from; --row) {
+            if (QStandardItem* child = item->child(row))
+                pending.push_back(child);
+        }
+    };
+    pushChildren(parent, first, last);
+    while (!pending.empty()) {
+        QStandardItem* item = pending.back();
+        pending.pop_back();
+        visit(item);
+        pushChildren(item, 0, item->rowCount() - 1);
+    }
+}
+
+template <typename Visit>
+void forEachIndex(const QAbstractItemModel& model, const QModelIndex& parent, int first, int last, Visit&& visit)
+{
+    std::vector<QModelIndex> pending;
+    const auto pushChildren = [&](const QModelIndex& node, int from, int to) {
+        for (int row = to; row >= from; --row)
+            pending.push_back(model.index(row, 0, node));
+    };
+    pushChildren(parent, first, last);
+    while (!pending.empty()) {
+        const QModelIndex node = pending.back();
+        pending.pop_back();
+        visit(node);
+        pushChildren(node, 0, model.rowCount(node) - 1);
+    }
+}
+
+} // namespace TreeWalk
