@@ -1,5 +1,6 @@
 #include "PluginTopologyMgt.h"
 
+#include "DeviceNodeFactory.h"
 #include "FrameworkWrapperBase.h"
 #include "ModuleLog.h"
 #include "RequestContexts.h"
@@ -1004,7 +1005,7 @@ void PluginTopologyMgt::saveToLocationInfoMap(const QVariantMap& cameras)
         const QString recordingPath = entry.value(QStringLiteral("recPath")).toString();
         const QString nodeId = recordingPath.isEmpty() ? camera.key() : recordingPath + QLatin1Char('/') + camera.key();
         m_locationInfoMap.insert(nodeId, QVariantMap{
-            {QStringLiteral("nameRole"), TopologyPayloadParser::cleanDisplayName(entry.value(QStringLiteral("camName")).toString())},
+            {QStringLiteral("nameRole"), DeviceNodeFactory::cleanDisplayName(entry.value(QStringLiteral("camName")).toString())},
             {QStringLiteral("relayPathRole"), recordingPath},
             {QStringLiteral("camIDRole"), camera.key()},
             {QStringLiteral("queryFromRole"), kLocalDatabaseLocation},

@@ -1,5 +1,6 @@
 #include "PluginTopologyMgt.h"
 
+#include "DeviceNodeFactory.h"
 #include "ModuleLog.h"
 
 // Broadcasts are routed by their exact, case-sensitive names (some of them
@@ -391,7 +392,7 @@ void PluginTopologyMgt::HandleBroadcastCamChange(const QVariant& notify)
     const QString cameraId = textOf(change, "camUID");
     if (cameraId.isEmpty())
         return;
-    const QString name = TopologyPayloadParser::cleanDisplayName(textOf(change, "name"));
+    const QString name = DeviceNodeFactory::cleanDisplayName(textOf(change, "name"));
     m_deviceTree.updateNodeName(cameraId, name);
     const auto status = m_cameraStatusTable.find(cameraId);
     if (status != m_cameraStatusTable.end())
@@ -417,7 +418,7 @@ void PluginTopologyMgt::HandleBroadcastStationInsert(const QVariant& notify)
         if (stationId.isEmpty() || !m_deviceTree.contains(stationId))
             continue;
         emit nodeInserted(stationId);
-        emit stationInserted(stationId, TopologyPayloadParser::cleanDisplayName(textOf(station, "nodeName")),
+        emit stationInserted(stationId, DeviceNodeFactory::cleanDisplayName(textOf(station, "nodeName")),
                              textOf(station, "relayPath"));
     }
 }
@@ -433,7 +434,7 @@ void PluginTopologyMgt::HandleBroadcastStationChange(const QVariant& notify)
         return;
     const QVariantMap change = notify.toMap();
     const QString stationId = textOf(change, "stationUID");
-    const QString name = TopologyPayloadParser::cleanDisplayName(textOf(change, "name"));
+    const QString name = DeviceNodeFactory::cleanDisplayName(textOf(change, "name"));
     m_deviceTree.updateNodeName(stationId, name);
     emit stationNameChanged(stationId, name);
 }
@@ -558,7 +559,7 @@ void PluginTopologyMgt::HandleBroadcastChnlAdded(const QVariant& notify)
 
     if (!locationId.contains(QLatin1String("_Sub"))) {
         m_locationInfoMap.insert(
-            nodeId, QVariantMap{{QStringLiteral("nameRole"), TopologyPayloadParser::cleanDisplayName(textOf(channel, "CamRefName"))},
+            nodeId, QVariantMap{{QStringLiteral("nameRole"), DeviceNodeFactory::cleanDisplayName(textOf(channel, "CamRefName"))},
                                 {QStringLiteral("relayPathRole"), relayPath},
                                 {QStringLiteral("locationRole"), locationId},
                                 {QStringLiteral("camIDRole"), alias},

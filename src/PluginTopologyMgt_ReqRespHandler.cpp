@@ -1,5 +1,6 @@
 #include "PluginTopologyMgt.h"
 
+#include "DeviceNodeFactory.h"
 #include "ModuleLog.h"
 #include "RequestContexts.h"
 #include "StandardTopologyModel.h"
@@ -479,7 +480,7 @@ void PluginTopologyMgt::updateLocationInfoModel(const QVariantMap& locations)
             const bool hadLocation = stored != m_locationInfoMap.cend() && !stored->value(kLocationRole).toString().isEmpty();
             QVariantMap record = stored != m_locationInfoMap.cend() ? *stored : QVariantMap();
             record.insert(QStringLiteral("nameRole"),
-                          TopologyPayloadParser::cleanDisplayName(channel.value(QStringLiteral("RefAlias")).toString()));
+                          DeviceNodeFactory::cleanDisplayName(channel.value(QStringLiteral("RefAlias")).toString()));
             record.insert(QStringLiteral("relayPathRole"), relayPath);
             record.insert(QStringLiteral("camIDRole"), alias);
             if (!record.value(kAvailableRole).toBool() || available) {

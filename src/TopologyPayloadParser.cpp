@@ -1,9 +1,8 @@
 #include "TopologyPayloadParser.h"
 
+#include "DeviceNodeFactory.h"
 #include "DeviceTree.h"
 #include "StandardTopologyModel.h"
-
-#include <QRegularExpression>
 
 namespace {
 
@@ -59,12 +58,6 @@ const std::pair<const char*, const char*> kRenamedEvents[] = {
 
 TopologyPayloadParser::TopologyPayloadParser(const DeviceTree& deviceTree) : m_deviceTree(deviceTree) {}
 
-QString TopologyPayloadParser::cleanDisplayName(const QString& name)
-{
-    static const QRegularExpression namePrefix(QStringLiteral("^s_|^c_|^d_"));
-    return QString(name).remove(namePrefix);
-}
-
 QString TopologyPayloadParser::decryptUrlString(const QString& text)
 {
     // "&amp;" goes first on purpose: an escaped ampersand followed by "lt;" then
@@ -113,7 +106,7 @@ QVariantMap TopologyPayloadParser::createCameraInfoMap(const QVariantMap& camera
 
     QVariantMap record;
     record.insert(QStringLiteral("idRole"), cameraId);
-    record.insert(QStringLiteral("nameRole"), cleanDisplayName(text(info, "name")));
+    record.insert(QStringLiteral("nameRole"), DeviceNodeFactory::cleanDisplayName(text(info, "name")));
     record.insert(QStringLiteral("camIDRole"), text(info, "id"));
     record.insert(QStringLiteral("ipRole"), text(info, "ip"));
     record.insert(QStringLiteral("portRole"), number(info, "port"));
@@ -232,7 +225,7 @@ std::vector<QVariantMap> TopologyPayloadParser::parseStationsList(const QVariant
         const int doCount = number(info, "DONum");
         QVariantMap record;
         record.insert(QStringLiteral("idRole"), text(entry, "stationUID"));
-        record.insert(QStringLiteral("nameRole"), cleanDisplayName(text(info, "RefName")));
+        record.insert(QStringLiteral("nameRole"), DeviceNodeFactory::cleanDisplayName(text(info, "RefName")));
         record.insert(QStringLiteral("modelRole"), info.value(QStringLiteral("Model")));
         record.insert(QStringLiteral("displayNameRole"), info.value(QStringLiteral("DisplayName")));
         record.insert(QStringLiteral("diCountRole"), diCount);
@@ -255,7 +248,7 @@ QVariantList TopologyPayloadParser::allNonRedundantServerSubstations(const QVari
         const QString nodeId = text(entry, "nodeUID");
         QVariantMap substation;
         substation.insert(QStringLiteral("nodeUID"), nodeId);
-        substation.insert(QStringLiteral("nodeName"), cleanDisplayName(text(entry, "nodeName")));
+        substation.insert(QStringLiteral("nodeName"), DeviceNodeFactory::cleanDisplayName(text(entry, "nodeName")));
         substation.insert(QStringLiteral("parentStationID"),
                           m_deviceTree.data(nodeId, StandardTopologyModel::parentStationIDRole).toString());
         substations.append(substation);

@@ -29,7 +29,6 @@ public:
 
     static QString decryptUrlString(const QString& text);
     static QStringList generateDefaultDiDoNameList(const QString& prefix, int count);
-    static QString cleanDisplayName(const QString& name);
 
 private:
     static QVariantMap supportedEvents(const QVariantMap& details);
