@@ -1,11 +1,15 @@
 #include "DeviceNodeFactory.h"
 
+#include "PayloadFields.h"
 #include "StandardTopologyModel.h"
 
 #include <QRegularExpression>
 #include <QStandardItem>
 
 namespace {
+
+using PayloadFields::textOf;
+using PayloadFields::flagOf;
 
 using Model = StandardTopologyModel;
 
@@ -24,16 +28,6 @@ const char* const kCameraCapabilityKeys[] = {
     "suppBruteForceAttack", "suppCyberAttack",   "suppQuarantineEvent",  "suppPTZ",
     "suppZoneDetection", "suppSmartSD",          "suppAudioDetection",   "suppShockDetection",
 };
-
-QString text(const QVariantMap& record, const char* key)
-{
-    return record.value(QLatin1String(key)).toString();
-}
-
-bool flag(const QVariantMap& record, const char* key)
-{
-    return record.value(QLatin1String(key)).toBool();
-}
 
 QVariantMap cameraCapabilities(const QVariantMap& record)
 {
@@ -79,7 +73,7 @@ void setFlags(QStandardItem& item, std::initializer_list<int> roles, bool value)
 std::unique_ptr<QStandardItem> DeviceNodeFactory::createNode(const QVariantMap& record, int level,
                                                              const QString& parentId)
 {
-    if (nodeTypeFromText(text(record, "nodeType")) == Model::StationNode)
+    if (nodeTypeFromText(textOf(record, "nodeType")) == Model::StationNode)
         return createStationNode(record, level, parentId);
     return createCameraNode(record, level, parentId);
 }
@@ -88,36 +82,36 @@ std::unique_ptr<QStandardItem> DeviceNodeFactory::createStationNode(const QVaria
                                                                     const QString& parentId)
 {
     auto item = newNode();
-    const QString id = text(record, "nodeUID");
+    const QString id = textOf(record, "nodeUID");
     item->setData(id, Model::idRole);
     item->setData(id, Model::nodeIDRole);
     item->setData(id, Model::stationGuidRole);
-    item->setData(cleanDisplayName(text(record, "nodeName")), Model::nameRole);
-    item->setData(nodeTypeFromText(text(record, "nodeType")), Model::nodeTypeRole);
-    item->setData(text(record, "nodeIP"), Model::ipRole);
-    item->setData(flag(record, "useSSL"), Model::useSSLRole);
+    item->setData(cleanDisplayName(textOf(record, "nodeName")), Model::nameRole);
+    item->setData(nodeTypeFromText(textOf(record, "nodeType")), Model::nodeTypeRole);
+    item->setData(textOf(record, "nodeIP"), Model::ipRole);
+    item->setData(flagOf(record, "useSSL"), Model::useSSLRole);
     // Until the server information arrives, the one port the record carries
     // stands for both protocols.
     const int httpPort = record.value(QStringLiteral("httpPort")).toInt();
     item->setData(httpPort, Model::httpPortRole);
     item->setData(httpPort, Model::httpsPortRole);
-    item->setData(text(record, "nasDomain"), Model::nasDomainRole);
-    item->setData(text(record, "nasUserName"), Model::nasUsernameRole);
+    item->setData(textOf(record, "nasDomain"), Model::nasDomainRole);
+    item->setData(textOf(record, "nasUserName"), Model::nasUsernameRole);
     item->setData(decodeHexText(record.value(QStringLiteral("nasPassword"))), Model::nasPasswordRole);
-    item->setData(flag(record, "isCMSRedundantServer"), Model::isCMSRedundantServerRole);
-    item->setData(text(record, "user"), Model::userRole);
+    item->setData(flagOf(record, "isCMSRedundantServer"), Model::isCMSRedundantServerRole);
+    item->setData(textOf(record, "user"), Model::userRole);
     item->setData(decodeHexText(record.value(QStringLiteral("stationPassword"))), Model::stationPasswordRole);
-    item->setData(flag(record, "isRedundantServer"), Model::redundantServerRole);
-    item->setData(text(record, "p2pSerialNumber"), Model::p2pSerialNumberRole);
-    const QString cloudDeviceId = text(record, "skyrCloudDeviceId");
+    item->setData(flagOf(record, "isRedundantServer"), Model::redundantServerRole);
+    item->setData(textOf(record, "p2pSerialNumber"), Model::p2pSerialNumberRole);
+    const QString cloudDeviceId = textOf(record, "skyrCloudDeviceId");
     item->setData(cloudDeviceId, Model::skyrCloudDeviceIdRole);
     item->setData(!cloudDeviceId.isEmpty(), Model::isSKYRCloudDeviceRole);
     item->setData(record.value(QStringLiteral("skyrCloudDeviceConnectType")).toInt(),
                   Model::skyrCloudDeviceConnectTypeRole);
-    item->setData(text(record, "serverVersion"), Model::serverVersionRole);
-    item->setData(text(record, "serverModelName"), Model::modelRole);
+    item->setData(textOf(record, "serverVersion"), Model::serverVersionRole);
+    item->setData(textOf(record, "serverModelName"), Model::modelRole);
     item->setData(record.value(QStringLiteral("displayName")).toString(), Model::displayNameRole);
-    item->setData(flag(record, "isNVR"), Model::isNVRStationRole);
+    item->setData(flagOf(record, "isNVR"), Model::isNVRStationRole);
 
     setCommonNodeValues(*item, level, parentId);
     item->setData(int(Model::StationItem), Model::standardItemTypeRole);
@@ -137,14 +131,14 @@ std::unique_ptr<QStandardItem> DeviceNodeFactory::createCameraNode(const QVarian
                                                                    const QString& parentId)
 {
     auto item = newNode();
-    const QString id = text(record, "nodeUID");
+    const QString id = textOf(record, "nodeUID");
     item->setData(id, Model::idRole);
     item->setData(id, Model::nodeIDRole);
-    item->setData(cleanDisplayName(text(record, "nodeName")), Model::nameRole);
-    item->setData(nodeTypeFromText(text(record, "nodeType")), Model::nodeTypeRole);
-    item->setData(text(record, "nodeIP"), Model::ipRole);
-    item->setData(text(record, "brand"), Model::brandRole);
-    item->setData(text(record, "user"), Model::userRole);
+    item->setData(cleanDisplayName(textOf(record, "nodeName")), Model::nameRole);
+    item->setData(nodeTypeFromText(textOf(record, "nodeType")), Model::nodeTypeRole);
+    item->setData(textOf(record, "nodeIP"), Model::ipRole);
+    item->setData(textOf(record, "brand"), Model::brandRole);
+    item->setData(textOf(record, "user"), Model::userRole);
     item->setData(record.value(QStringLiteral("diCount")).toUInt(), Model::diCountRole);
     item->setData(record.value(QStringLiteral("doCount")).toUInt(), Model::doCountRole);
     item->setData(record.value(QStringLiteral("motionCount")).toUInt(), Model::motionCountRole);
@@ -194,8 +188,8 @@ std::unique_ptr<QStandardItem> DeviceNodeFactory::createRemovedCameraNode(const 
                                                                           int stationLevel)
 {
     const QVariantMap cameraRecord{
-        {QStringLiteral("nodeUID"), removedCameraId(stationId, text(removedCamera, "camID"))},
-        {QStringLiteral("nodeName"), cleanDisplayName(text(removedCamera, "camName"))},
+        {QStringLiteral("nodeUID"), removedCameraId(stationId, textOf(removedCamera, "camID"))},
+        {QStringLiteral("nodeName"), cleanDisplayName(textOf(removedCamera, "camName"))},
         {QStringLiteral("brand"), kDefaultBrand},
         {QStringLiteral("nodeType"), QString()},
         {QStringLiteral("nodeIP"), QString()},

@@ -2,6 +2,7 @@
 
 #include "DeviceNodeFactory.h"
 #include "ModuleLog.h"
+#include "PayloadFields.h"
 
 #include <QQueue>
 #include <QRegularExpression>
@@ -12,6 +13,9 @@
 #include <initializer_list>
 
 namespace {
+
+using PayloadFields::textOf;
+using PayloadFields::isRecord;
 
 using Model = StandardTopologyModel;
 
@@ -41,11 +45,6 @@ QVariant converted(const QVariant& value, Conversion conversion)
     return value;
 }
 
-QString textOf(const QVariantMap& record, const char* key)
-{
-    return record.value(QLatin1String(key)).toString();
-}
-
 // Only the fields that the record carries.
 QMap<int, QVariant> carriedFields(const QVariantMap& record, std::initializer_list<Field> fields)
 {
@@ -56,11 +55,6 @@ QMap<int, QVariant> carriedFields(const QVariantMap& record, std::initializer_li
             values.insert(field.role, converted(*found, field.conversion));
     }
     return values;
-}
-
-bool isRecord(const QVariant& entry)
-{
-    return entry.canConvert<QVariantMap>();
 }
 
 // The empty identifier is the login station's until its own is known; a node

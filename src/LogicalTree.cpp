@@ -3,6 +3,7 @@
 #include "DeviceNodeFactory.h"
 #include "LogicalTreeNodeBuilder.h"
 #include "ModuleLog.h"
+#include "PayloadFields.h"
 
 #include <QSet>
 #include <QStandardItem>
@@ -14,6 +15,9 @@
 
 namespace {
 
+using PayloadFields::textOf;
+using PayloadFields::isRecord;
+
 using Model = LogicalTreeModel;
 
 const QString kDefaultRootName = QStringLiteral("Station");
@@ -24,16 +28,6 @@ const QString kStandaloneRootId = QStringLiteral("nodeIDForDefaultRoot");
 const QString kStandaloneRootName = QStringLiteral("Default Root");
 const QString kStandaloneRootCameraId = QStringLiteral("nodeUIDForDefaultRoot");
 const QString kLocalDbMetaInfoKey = QStringLiteral("LocObjectMetaInfo");
-
-bool isRecord(const QVariant& entry)
-{
-    return entry.canConvert<QVariantMap>();
-}
-
-QString textOf(const QVariantMap& record, const char* key)
-{
-    return record.value(QLatin1String(key)).toString();
-}
 
 int numberOf(const QVariantMap& record, const char* key, int fallback)
 {

@@ -2,6 +2,7 @@
 
 #include "DeviceNodeFactory.h"
 #include "ModuleLog.h"
+#include "PayloadFields.h"
 
 // Broadcasts are routed by their exact, case-sensitive names (some of them
 // misspelt or lower-case, as the servers send them). Every handler takes the
@@ -140,10 +141,8 @@ void PluginTopologyMgt::HandleBroadcastWebPageChanged(const QVariant& notify)
 // login station's, and a missing key must not change it.
 
 namespace {
-QString textOf(const QVariantMap& map, const char* key)
-{
-    return map.value(QLatin1String(key)).toString();
-}
+
+using PayloadFields::textOf;
 
 QString childNodeId(const QString& stationId, const QString& localId)
 {

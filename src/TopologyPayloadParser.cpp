@@ -2,19 +2,13 @@
 
 #include "DeviceNodeFactory.h"
 #include "DeviceTree.h"
+#include "PayloadFields.h"
 #include "StandardTopologyModel.h"
 
 namespace {
 
-QString text(const QVariantMap& map, const char* key)
-{
-    return map.value(QLatin1String(key)).toString();
-}
-
-bool flag(const QVariantMap& map, const char* key)
-{
-    return map.value(QLatin1String(key)).toBool();
-}
+using PayloadFields::textOf;
+using PayloadFields::flagOf;
 
 int number(const QVariantMap& map, const char* key)
 {
@@ -86,18 +80,18 @@ QVariantMap TopologyPayloadParser::supportedEvents(const QVariantMap& details)
 {
     QVariantMap events;
     for (const char* key : kEventsKeptByName)
-        events.insert(QLatin1String(key), flag(details, key));
-    events.insert(QStringLiteral("suppAutoTracking"), flag(details, "suppAutoTrack"));
+        events.insert(QLatin1String(key), flagOf(details, key));
+    events.insert(QStringLiteral("suppAutoTracking"), flagOf(details, "suppAutoTrack"));
     for (const char* key : kEventsKeptByNameAfterAutoTracking)
-        events.insert(QLatin1String(key), flag(details, key));
+        events.insert(QLatin1String(key), flagOf(details, key));
     for (const auto& [recordKey, serverKey] : kRenamedEvents)
-        events.insert(QLatin1String(recordKey), flag(details, serverKey));
+        events.insert(QLatin1String(recordKey), flagOf(details, serverKey));
     return events;
 }
 
 QVariantMap TopologyPayloadParser::createCameraInfoMap(const QVariantMap& cameraEntry, const QString& stationId) const
 {
-    const QString cameraId = text(cameraEntry, "camUID");
+    const QString cameraId = textOf(cameraEntry, "camUID");
     const QVariantMap info = cameraEntry.value(QStringLiteral("camInfo")).toMap();
     const QVariantMap ptz = info.value(QStringLiteral("mechPtzCap")).toMap();
     const bool known = m_deviceTree.contains(cameraId);
@@ -106,68 +100,68 @@ QVariantMap TopologyPayloadParser::createCameraInfoMap(const QVariantMap& camera
 
     QVariantMap record;
     record.insert(QStringLiteral("idRole"), cameraId);
-    record.insert(QStringLiteral("nameRole"), DeviceNodeFactory::cleanDisplayName(text(info, "name")));
-    record.insert(QStringLiteral("camIDRole"), text(info, "id"));
-    record.insert(QStringLiteral("ipRole"), text(info, "ip"));
+    record.insert(QStringLiteral("nameRole"), DeviceNodeFactory::cleanDisplayName(textOf(info, "name")));
+    record.insert(QStringLiteral("camIDRole"), textOf(info, "id"));
+    record.insert(QStringLiteral("ipRole"), textOf(info, "ip"));
     record.insert(QStringLiteral("portRole"), number(info, "port"));
     record.insert(QStringLiteral("httpPortRole"), number(info, "port"));
-    record.insert(QStringLiteral("usernameRole"), text(info, "user"));
-    record.insert(QStringLiteral("userRole"), text(info, "user"));
-    record.insert(QStringLiteral("passwordRole"), text(info, "pwd"));
+    record.insert(QStringLiteral("usernameRole"), textOf(info, "user"));
+    record.insert(QStringLiteral("userRole"), textOf(info, "user"));
+    record.insert(QStringLiteral("passwordRole"), textOf(info, "pwd"));
     record.insert(QStringLiteral("parentStationIDRole"), stationId);
-    record.insert(QStringLiteral("camTypeRole"), text(info, "type"));
-    record.insert(QStringLiteral("camModelRole"), text(info, "type"));
-    record.insert(QStringLiteral("modelRole"), text(info, "type"));
-    record.insert(QStringLiteral("firmwareVersionRole"), text(info, "firmwareVersion"));
-    record.insert(QStringLiteral("isVCARole"), flag(info, "vca"));
+    record.insert(QStringLiteral("camTypeRole"), textOf(info, "type"));
+    record.insert(QStringLiteral("camModelRole"), textOf(info, "type"));
+    record.insert(QStringLiteral("modelRole"), textOf(info, "type"));
+    record.insert(QStringLiteral("firmwareVersionRole"), textOf(info, "firmwareVersion"));
+    record.insert(QStringLiteral("isVCARole"), flagOf(info, "vca"));
     record.insert(QStringLiteral("ruleInfoListRole"), QVariantList());
     record.insert(QStringLiteral("connectedRole"),
                   known && m_deviceTree.data(cameraId, StandardTopologyModel::connectedRole).toBool());
-    record.insert(QStringLiteral("suppMechPtzRole"), flag(ptz, "suppPTZ"));
-    record.insert(QStringLiteral("suppPanRole"), flag(ptz, "suppPan"));
-    record.insert(QStringLiteral("suppTiltRole"), flag(ptz, "suppTilt"));
-    record.insert(QStringLiteral("suppZoomRole"), flag(ptz, "suppZoom"));
-    record.insert(QStringLiteral("suppFocusRole"), flag(ptz, "suppFocus"));
-    record.insert(QStringLiteral("suppIrisRole"), flag(ptz, "suppIris"));
-    record.insert(QStringLiteral("suppJoystickRole"), flag(ptz, "suppJoystick"));
-    record.insert(QStringLiteral("suppAutoTrackingRole"), flag(info, "suppAutoTrack"));
-    record.insert(QStringLiteral("supportZoomModuleRole"), flag(info, "zoomModule"));
+    record.insert(QStringLiteral("suppMechPtzRole"), flagOf(ptz, "suppPTZ"));
+    record.insert(QStringLiteral("suppPanRole"), flagOf(ptz, "suppPan"));
+    record.insert(QStringLiteral("suppTiltRole"), flagOf(ptz, "suppTilt"));
+    record.insert(QStringLiteral("suppZoomRole"), flagOf(ptz, "suppZoom"));
+    record.insert(QStringLiteral("suppFocusRole"), flagOf(ptz, "suppFocus"));
+    record.insert(QStringLiteral("suppIrisRole"), flagOf(ptz, "suppIris"));
+    record.insert(QStringLiteral("suppJoystickRole"), flagOf(ptz, "suppJoystick"));
+    record.insert(QStringLiteral("suppAutoTrackingRole"), flagOf(info, "suppAutoTrack"));
+    record.insert(QStringLiteral("supportZoomModuleRole"), flagOf(info, "zoomModule"));
     record.insert(QStringLiteral("brandRole"),
-                  info.contains(QStringLiteral("brand")) ? text(info, "brand") : QStringLiteral("xrqz"));
+                  info.contains(QStringLiteral("brand")) ? textOf(info, "brand") : QStringLiteral("xrqz"));
     record.insert(QStringLiteral("recordingRole"),
                   known && m_deviceTree.data(cameraId, StandardTopologyModel::recordingRole).toBool());
-    record.insert(QStringLiteral("supportSeamlessRole"), flag(info, "suppSeamless"));
-    record.insert(QStringLiteral("sdCardReadyRole"), flag(info, "sdCardReady"));
+    record.insert(QStringLiteral("supportSeamlessRole"), flagOf(info, "suppSeamless"));
+    record.insert(QStringLiteral("sdCardReadyRole"), flagOf(info, "sdCardReady"));
     record.insert(QStringLiteral("streamNumberRole"), unsignedNumber(info, "streamNum"));
     record.insert(QStringLiteral("profileNumberRole"), unsignedNumber(info, "profileNum"));
-    record.insert(QStringLiteral("supportTimeShiftRole"), flag(info, "suppTimeShift"));
+    record.insert(QStringLiteral("supportTimeShiftRole"), flagOf(info, "suppTimeShift"));
     record.insert(QStringLiteral("resolutionListRole"), info.value(QStringLiteral("resolutionList")).toStringList());
-    record.insert(QStringLiteral("urlRole"), decryptUrlString(text(info, "url")));
-    record.insert(QStringLiteral("suppSmartMotionRole"), flag(info, "suppSmartMotion"));
+    record.insert(QStringLiteral("urlRole"), decryptUrlString(textOf(info, "url")));
+    record.insert(QStringLiteral("suppSmartMotionRole"), flagOf(info, "suppSmartMotion"));
     record.insert(QStringLiteral("focusSpeedRole"), number(info, "focusSpeed"));
-    record.insert(QStringLiteral("supPPTZRole"), flag(info, "suppPPTZ"));
-    record.insert(QStringLiteral("isPPTZEnabledRole"), flag(info, "isPPTZEnabled"));
-    record.insert(QStringLiteral("supportWasherRole"), text(info, "peripheralSupDev").contains(QLatin1String("washer")));
-    record.insert(QStringLiteral("supportObjectMetadataRole"), flag(info, "supportObjectMetadata"));
-    record.insert(QStringLiteral("supportVehicleDetectionRole"), flag(info, "suppVehicleDetection"));
-    record.insert(QStringLiteral("vcaVersionRole"), text(info, "vcaVersion"));
-    record.insert(QStringLiteral("vcaGitVersionRole"), text(info, "vcaGitVersion"));
-    record.insert(QStringLiteral("vcaProjectRole"), text(info, "vcaProject"));
-    record.insert(QStringLiteral("supportSmartVCARole"), flag(info, "suppSmartVca"));
-    record.insert(QStringLiteral("authWebsocketRole"), flag(info, "authWebsocket"));
-    record.insert(QStringLiteral("supportZoneDetectionRole"), flag(info, "suppZoneDetection"));
-    record.insert(QStringLiteral("supportSmartSDRole"), flag(info, "suppSmartSD"));
-    record.insert(QStringLiteral("supportAudioDetectionRole"), flag(info, "suppAudioDetection"));
-    record.insert(QStringLiteral("supportShockDetectionRole"), flag(info, "suppShockDetection"));
-    record.insert(QStringLiteral("vcaStatusRole"), text(info, "vcaStatus"));
-    record.insert(QStringLiteral("enableMulticastRole"), flag(info, "enableMulticast"));
-    record.insert(QStringLiteral("suppSmartTrackingRole"), flag(info, "suppSmartTracking"));
-    record.insert(QStringLiteral("runningDetectionRole"), flag(info, "supportRunningDetection"));
-    record.insert(QStringLiteral("parkingViolationDetectionRole"), flag(info, "supportParkingViolationDetection"));
-    record.insert(QStringLiteral("restrictedZoneDetectionRole"), flag(info, "supportRestrictedZoneDetection"));
-    record.insert(QStringLiteral("suppVCARole"), flag(info, "suppVCARole"));
-    record.insert(QStringLiteral("useServerTimeRole"), flag(info, "useServerTime"));
-    record.insert(QStringLiteral("macRole"), text(info, "mac"));
+    record.insert(QStringLiteral("supPPTZRole"), flagOf(info, "suppPPTZ"));
+    record.insert(QStringLiteral("isPPTZEnabledRole"), flagOf(info, "isPPTZEnabled"));
+    record.insert(QStringLiteral("supportWasherRole"), textOf(info, "peripheralSupDev").contains(QLatin1String("washer")));
+    record.insert(QStringLiteral("supportObjectMetadataRole"), flagOf(info, "supportObjectMetadata"));
+    record.insert(QStringLiteral("supportVehicleDetectionRole"), flagOf(info, "suppVehicleDetection"));
+    record.insert(QStringLiteral("vcaVersionRole"), textOf(info, "vcaVersion"));
+    record.insert(QStringLiteral("vcaGitVersionRole"), textOf(info, "vcaGitVersion"));
+    record.insert(QStringLiteral("vcaProjectRole"), textOf(info, "vcaProject"));
+    record.insert(QStringLiteral("supportSmartVCARole"), flagOf(info, "suppSmartVca"));
+    record.insert(QStringLiteral("authWebsocketRole"), flagOf(info, "authWebsocket"));
+    record.insert(QStringLiteral("supportZoneDetectionRole"), flagOf(info, "suppZoneDetection"));
+    record.insert(QStringLiteral("supportSmartSDRole"), flagOf(info, "suppSmartSD"));
+    record.insert(QStringLiteral("supportAudioDetectionRole"), flagOf(info, "suppAudioDetection"));
+    record.insert(QStringLiteral("supportShockDetectionRole"), flagOf(info, "suppShockDetection"));
+    record.insert(QStringLiteral("vcaStatusRole"), textOf(info, "vcaStatus"));
+    record.insert(QStringLiteral("enableMulticastRole"), flagOf(info, "enableMulticast"));
+    record.insert(QStringLiteral("suppSmartTrackingRole"), flagOf(info, "suppSmartTracking"));
+    record.insert(QStringLiteral("runningDetectionRole"), flagOf(info, "supportRunningDetection"));
+    record.insert(QStringLiteral("parkingViolationDetectionRole"), flagOf(info, "supportParkingViolationDetection"));
+    record.insert(QStringLiteral("restrictedZoneDetectionRole"), flagOf(info, "supportRestrictedZoneDetection"));
+    record.insert(QStringLiteral("suppVCARole"), flagOf(info, "suppVCARole"));
+    record.insert(QStringLiteral("useServerTimeRole"), flagOf(info, "useServerTime"));
+    record.insert(QStringLiteral("macRole"), textOf(info, "mac"));
     record.insert(QStringLiteral("doCountRole"), doCount);
     record.insert(QStringLiteral("doNameListRole"), generateDefaultDiDoNameList(QStringLiteral("DO-"), int(doCount)));
     record.insert(QStringLiteral("diCountRole"), diCount);
@@ -175,31 +169,31 @@ QVariantMap TopologyPayloadParser::createCameraInfoMap(const QVariantMap& camera
     record.insert(QStringLiteral("motionCountRole"), unsignedNumber(info, "motionCount"));
     record.insert(QStringLiteral("useSSLRole"), number(info, "useSSL"));
     record.insert(QStringLiteral("httpsPortRole"), number(info, "httpsPort"));
-    record.insert(QStringLiteral("protocolRole"), text(info, "protocol"));
-    record.insert(QStringLiteral("portRole"), flag(info, "useSSL") ? number(info, "httpsPort") : number(info, "port"));
+    record.insert(QStringLiteral("protocolRole"), textOf(info, "protocol"));
+    record.insert(QStringLiteral("portRole"), flagOf(info, "useSSL") ? number(info, "httpsPort") : number(info, "port"));
     record.insert(QStringLiteral("channelRole"), number(info, "channel"));
     record.insert(QStringLiteral("channelNumRole"), number(info, "channelNum"));
     record.insert(QStringLiteral("ptSpeedLevelRole"), number(info, "ptSpeedLevel"));
     record.insert(QStringLiteral("zoomSpeedLevelRole"), number(info, "zoomSpeedLevel"));
-    record.insert(QStringLiteral("supportTalkRole"), flag(info, "suppTalk"));
-    record.insert(QStringLiteral("suppVCARole"), flag(info, "suppVCA"));
-    record.insert(QStringLiteral("suppRemoteFocusRole"), flag(info, "suppRemoteFocus"));
-    record.insert(QStringLiteral("supportDeepSearchRole"), flag(info, "suppDeepSearch"));
-    record.insert(QStringLiteral("enableDeepSearchAttributeRole"), flag(info, "enableDeepSearchAttribute"));
-    record.insert(QStringLiteral("reidRole"), flag(info, "reid"));
-    record.insert(QStringLiteral("supportDeepSearchProtectRole"), flag(info, "suppDeepSearchProtect"));
-    record.insert(QStringLiteral("useMACBindingRole"), flag(info, "useMACBinding"));
-    record.insert(QStringLiteral("supportSAFRRole"), flag(info, "suppSAFR"));
-    record.insert(QStringLiteral("supportLPRRole"), flag(info, "suppNeuralLabLPR") || flag(info, "suppVaxtorLPR"));
-    record.insert(QStringLiteral("supportNeuralLabLPRRole"), flag(info, "suppNeuralLabLPR"));
-    record.insert(QStringLiteral("supportVaxtorLPRRole"), flag(info, "suppVaxtorLPR"));
-    record.insert(QStringLiteral("useEdgeRecordingRole"), flag(info, "useEdgeRecording"));
+    record.insert(QStringLiteral("supportTalkRole"), flagOf(info, "suppTalk"));
+    record.insert(QStringLiteral("suppVCARole"), flagOf(info, "suppVCA"));
+    record.insert(QStringLiteral("suppRemoteFocusRole"), flagOf(info, "suppRemoteFocus"));
+    record.insert(QStringLiteral("supportDeepSearchRole"), flagOf(info, "suppDeepSearch"));
+    record.insert(QStringLiteral("enableDeepSearchAttributeRole"), flagOf(info, "enableDeepSearchAttribute"));
+    record.insert(QStringLiteral("reidRole"), flagOf(info, "reid"));
+    record.insert(QStringLiteral("supportDeepSearchProtectRole"), flagOf(info, "suppDeepSearchProtect"));
+    record.insert(QStringLiteral("useMACBindingRole"), flagOf(info, "useMACBinding"));
+    record.insert(QStringLiteral("supportSAFRRole"), flagOf(info, "suppSAFR"));
+    record.insert(QStringLiteral("supportLPRRole"), flagOf(info, "suppNeuralLabLPR") || flagOf(info, "suppVaxtorLPR"));
+    record.insert(QStringLiteral("supportNeuralLabLPRRole"), flagOf(info, "suppNeuralLabLPR"));
+    record.insert(QStringLiteral("supportVaxtorLPRRole"), flagOf(info, "suppVaxtorLPR"));
+    record.insert(QStringLiteral("useEdgeRecordingRole"), flagOf(info, "useEdgeRecording"));
     record.insert(QStringLiteral("edgeRecordingStreamRole"), number(info, "edgeRecordingStream"));
-    record.insert(QStringLiteral("supportEdgeRecordingRole"), flag(info, "supportEdgeRecording"));
-    record.insert(QStringLiteral("supportEdgeRecordingSettingsRole"), flag(info, "supportEdgeRecordingSettings"));
-    record.insert(QStringLiteral("hasEdgeRecordingFileRole"), flag(info, "hasEdgeRecordingFile"));
+    record.insert(QStringLiteral("supportEdgeRecordingRole"), flagOf(info, "supportEdgeRecording"));
+    record.insert(QStringLiteral("supportEdgeRecordingSettingsRole"), flagOf(info, "supportEdgeRecordingSettings"));
+    record.insert(QStringLiteral("hasEdgeRecordingFileRole"), flagOf(info, "hasEdgeRecordingFile"));
     record.insert(QStringLiteral("fisheyeCapRole"), number(info, "fisheyeCap"));
-    record.insert(QStringLiteral("vcaCapabilityRole"), text(info, "vcaCapability"));
+    record.insert(QStringLiteral("vcaCapabilityRole"), textOf(info, "vcaCapability"));
     record.insert(QStringLiteral("supportEventsRole"), supportedEvents(info));
     return record;
 }
@@ -224,15 +218,15 @@ std::vector<QVariantMap> TopologyPayloadParser::parseStationsList(const QVariant
         const int diCount = number(info, "DINum");
         const int doCount = number(info, "DONum");
         QVariantMap record;
-        record.insert(QStringLiteral("idRole"), text(entry, "stationUID"));
-        record.insert(QStringLiteral("nameRole"), DeviceNodeFactory::cleanDisplayName(text(info, "RefName")));
+        record.insert(QStringLiteral("idRole"), textOf(entry, "stationUID"));
+        record.insert(QStringLiteral("nameRole"), DeviceNodeFactory::cleanDisplayName(textOf(info, "RefName")));
         record.insert(QStringLiteral("modelRole"), info.value(QStringLiteral("Model")));
         record.insert(QStringLiteral("displayNameRole"), info.value(QStringLiteral("DisplayName")));
         record.insert(QStringLiteral("diCountRole"), diCount);
         record.insert(QStringLiteral("diNameListRole"), generateDefaultDiDoNameList(QStringLiteral("DI-"), diCount));
         record.insert(QStringLiteral("doCountRole"), doCount);
         record.insert(QStringLiteral("doNameListRole"), generateDefaultDiDoNameList(QStringLiteral("DO-"), doCount));
-        record.insert(QStringLiteral("deepSearchVersionRole"), text(info, "DeepSearchVersion"));
+        record.insert(QStringLiteral("deepSearchVersionRole"), textOf(info, "DeepSearchVersion"));
         records.push_back(record);
     }
     return records;
@@ -243,12 +237,12 @@ QVariantList TopologyPayloadParser::allNonRedundantServerSubstations(const QVari
     QVariantList substations;
     for (const QVariant& node : nodeList) {
         const QVariantMap entry = node.toMap();
-        if (text(entry, "nodeType") != QLatin1String("Station") || flag(entry, "isRedundantServer"))
+        if (textOf(entry, "nodeType") != QLatin1String("Station") || flagOf(entry, "isRedundantServer"))
             continue;
-        const QString nodeId = text(entry, "nodeUID");
+        const QString nodeId = textOf(entry, "nodeUID");
         QVariantMap substation;
         substation.insert(QStringLiteral("nodeUID"), nodeId);
-        substation.insert(QStringLiteral("nodeName"), DeviceNodeFactory::cleanDisplayName(text(entry, "nodeName")));
+        substation.insert(QStringLiteral("nodeName"), DeviceNodeFactory::cleanDisplayName(textOf(entry, "nodeName")));
         substation.insert(QStringLiteral("parentStationID"),
                           m_deviceTree.data(nodeId, StandardTopologyModel::parentStationIDRole).toString());
         substations.append(substation);
