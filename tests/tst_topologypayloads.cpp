@@ -26,7 +26,6 @@ private slots:
         };
         row("prefix removed", {{"name", "c_Lobby"}}, "nameRole", "Lobby");
         row("brand default", {}, "brandRole", "xrqz");
-        row("brand given", {{"brand", "Acme"}}, "brandRole", "Acme");
         row("empty brand kept", {{"brand", ""}}, "brandRole", "");
         row("plain port", {{"port", 80}, {"httpsPort", 443}}, "portRole", 80);
         row("ssl port", {{"port", 80}, {"httpsPort", 443}, {"useSSL", true}}, "portRole", 443);
@@ -42,12 +41,9 @@ private slots:
         row("ptz from its map", {{"mechPtzCap", QVariantMap{{"suppPTZ", true}}}}, "suppMechPtzRole", true);
         row("top-level ptz is not mechanical", {{"suppPTZ", true}}, "suppMechPtzRole", false);
         row("default DI names", {{"diCount", 2}}, "diNameListRole", QStringList{"DI-1", "DI-2"});
-        row("no DO names", {{"doCount", 0}}, "doNameListRole", QStringList());
         row("auto tracking", {{"suppAutoTrack", true}}, "suppAutoTrackingRole", true);
         row("resolutions", {{"resolutionList", QVariantList{"1920x1080", "640x480"}}}, "resolutionListRole",
             QStringList{"1920x1080", "640x480"});
-        row("rules start empty", {}, "ruleInfoListRole", QVariantList());
-        row("station id", {}, "parentStationIDRole", "S_1");
         row("camera type as text", {{"type", "PTZSpeedDome"}}, "camModelRole", "PTZSpeedDome");
     }
 
