@@ -67,8 +67,6 @@ private slots:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("shown");
         QTest::newRow("camera prefix") << "NotifyCameraChange" << "C_4" << "d_Gate" << "Gate";
-        QTest::newRow("prefix elsewhere") << "NotifyCameraChange" << "C_4" << "Gate_d_" << "Gate_d_";
-        QTest::newRow("one prefix only") << "NotifyCameraChange" << "S_1/C_2" << "s_c_Lobby" << "c_Lobby";
         QTest::newRow("login station") << "NotifyStationChange" << "" << "s_Head Office" << "Head Office";
     }
     void renamesAreCleanedStoredAndAnnounced()
