@@ -320,27 +320,6 @@ private slots:
         QVERIFY(!retried || QorbLogUtlStub::messages().contains(retryLog.toLocal8Bit()));
     }
 
-    void queuedRetriesOutliveResetAndIgnoreForeignTimers()
-    {
-        NodeDataCommander commander;
-        Recorder recorder(commander);
-        commander.retrieveDeviceTopology("R2");
-        commander.retrieveDeviceTopology("R2");
-        recorder.answer(0, QVariant(), "80260006");
-        recorder.answer(1, QVariant(), "80260006");
-        QCOMPARE(timersOf(&commander).size(), 2);
-        const int foreignTimer = commander.startTimer(60000);
-
-        commander.reset();
-        QCoreApplication::postEvent(&commander, new QTimerEvent(foreignTimer));
-
-        // Each failure fires its own retry, once; the foreign timer is killed and sends nothing.
-        QTRY_COMPARE(recorder.sequence(2), QStringList({"RetrieveDeviceTopology(R2)", "RetrieveDeviceTopology(R2)"}));
-        QTest::qWait(3 * kBusyDelayMs);
-        QCOMPARE(recorder.requests.size(), 4);
-        QVERIFY(timersOf(&commander).isEmpty());
-    }
-
     void frameworkFailuresAreResentFiveTimesPerStation()
     {
         NodeDataCommander commander;
@@ -384,7 +363,7 @@ private slots:
             "Get CamInfo fail, station: budget-4, returnCode: " + kFrameworkFailure.toLocal8Bit() + ", cmd: RetrieveCamInfo"));
     }
 
-    void resetFallsBackWithSignals()
+    void resetFallsBackWithSignalsButQueuedRetriesGoOut()
     {
         NodeDataCommander commander;
         Recorder recorder(commander);
@@ -395,10 +374,16 @@ private slots:
         // Any answer to the logical tree request settles its flag, a failure too.
         recorder.answer("retrieveLogicalTree", QString(), QVariant(), "80001000");
         recorder.answer("RetrieveAllDeviceTopology", QString(), QVariantMap{{"", topology("", {})}});
+        commander.queryLocations(QString()); // the same failure twice: two retries
         recorder.answer("QryCamLocation", QString(), QVariant(), "80001000");
+        recorder.answer("QryCamLocation", QString(), QVariant(), "80001000");
+        QCOMPARE(timersOf(&commander).size(), 2);
         QVERIFY(commander.isLogicalTreeRetrieved() && commander.isTopologyRetrieved());
+        const int foreignTimer = commander.startTimer(60000);
+        const int sent = recorder.requests.size();
 
         commander.reset();
+        QCoreApplication::postEvent(&commander, new QTimerEvent(foreignTimer));
 
         QVERIFY(!commander.isLogicalTreeRetrieved() && !commander.isTopologyRetrieved());
         QCOMPARE(logicalTree.count(), 2);
@@ -411,40 +396,33 @@ private slots:
         QVERIFY(!commander.isServerInfoRetrieved());
         QVERIFY(QorbLogUtlStub::messages().contains(
             "NodeDataCommander::commandProcessor, METHOD_SRV_INFO_RETRIEVE return code : 80001000"));
-        // The location retry still goes out, but its answer no longer counts either.
-        QTRY_VERIFY(recorder.pending("QryCamLocation", QString()) >= 0);
+        // Each failure fires its own retry, once; the foreign timer is killed and sends nothing.
+        QTRY_COMPARE(recorder.sequence(sent), QStringList({"QryCamLocation()", "QryCamLocation()"}));
+        QTest::qWait(3 * kBusyDelayMs);
+        QCOMPARE(recorder.requests.size(), sent + 2);
+        QVERIFY(timersOf(&commander).isEmpty());
+        // The retries' answers no longer count either.
+        recorder.answer("QryCamLocation", QString());
         recorder.answer("QryCamLocation", QString());
         QVERIFY(!commander.isLocationRetrieved());
         commander.reset();
         QCOMPARE(logicalTree.count() + topologyFlag.count() + serverInfo.count(), 4);
     }
 
-    void eventsAskForWhatChanged_data()
+    void eventsAskForWhatChanged()
     {
-        QTest::addColumn<QString>("event");
-        QTest::addColumn<QVariant>("payload");
-        QTest::addColumn<QStringList>("expected");
+        NodeDataCommander commander;
+        Recorder recorder(commander);
         const auto camera = [](const QString& id, const QString& station) {
             return QVariantMap{{"nodeUID", id}, {"parentStationID", station}};
         };
-        QTest::newRow("cameras inserted") << "NotifyCamInsert"
-                                          << QVariant(QVariantList{camera("c1", "S"), camera("c2", "T"), camera("c3", "S")})
-                                          << QStringList{"RetrieveCamInfo(S)[c1,c3]", "RetrieveCamInfo(T)[c2]"};
-        QTest::newRow("external device added") << "NotifyExternalDeviceAdd"
-                                               << QVariant(QVariantMap{{"relayPath", "S"}, {"idList", QStringList{"x1"}}})
-                                               << QStringList{"RetrieveExternalDevs(S)"};
-    }
-    void eventsAskForWhatChanged()
-    {
-        QFETCH(QString, event);
-        QFETCH(QVariant, payload);
-        QFETCH(QStringList, expected);
-        NodeDataCommander commander;
-        Recorder recorder(commander);
 
-        recorder.broadcast(event, payload);
+        recorder.broadcast("NotifyCamInsert", QVariantList{camera("c1", "S"), camera("c2", "T"), camera("c3", "S")});
+        recorder.broadcast("NotifyExternalDeviceAdd", QVariantMap{{"relayPath", "S"}, {"idList", QStringList{"x1"}}});
 
-        QCOMPARE(recorder.sequence(), expected);
+        // Inserted cameras are asked for with one request per station.
+        QCOMPARE(recorder.sequence(),
+                 (QStringList{"RetrieveCamInfo(S)[c1,c3]", "RetrieveCamInfo(T)[c2]", "RetrieveExternalDevs(S)"}));
     }
 };
 
