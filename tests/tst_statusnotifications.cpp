@@ -23,11 +23,10 @@ private slots:
         QTest::addColumn<QVariantList>("statuses");
         QTest::addColumn<QStringList>("connection");
         QTest::addColumn<QStringList>("recording");
-        // After the retrieval C_11 is offline and not recording, C_12 online and not recording.
+        // After the retrieval C_11 is offline and not recording.
         QTest::newRow("camera-ID order, connection first")
             << QVariantList{status("S_1/C_2", false, true), status("C_3", false, false), status("C_11", true, true)}
             << QStringList{"0 C_11 true", "0 C_3 false", "0 S_1/C_2 false"} << QStringList{"C_11 true", "C_3 false"};
-        QTest::newRow("recording only") << QVariantList{status("C_12", true, true)} << QStringList() << QStringList{"C_12 true"};
         QTest::newRow("named twice: the last entry counts")
             << QVariantList{status("C_3", false, false), status("C_3", true, false)} << QStringList() << QStringList{"C_3 false"};
     }
@@ -53,24 +52,6 @@ private slots:
         c.broadcast("NotifyCameraStatus", statuses);
 
         QCOMPARE(heard, connection + recording);
-    }
-
-    void camerasAreAnnouncedFromTheirInformationOrElseFromTheirFirstStatus()
-    {
-        SampleConnection c;
-        QVERIFY(c.ready());
-        QVariantList channels; // two new NVR channels; the information of only one arrives
-        for (const char* id : {"S_2/C_1", "S_2/C_7", "S_2/C_8"})
-            channels << QVariantMap{{"nodeUID", id}, {"nodeType", "Camera"}};
-        c.reply("RetrieveDeviceTopology", QVariantMap{{"parentStationID", "S_2"}, {"nodeList", channels}});
-        c.reply("RetrieveCamInfo", QVariantMap{{"relayPath", "S_2"}, {"cameras", QVariantList{QVariantMap{{"camUID", "S_2/C_8"}}}}});
-        QSignalSpy connection(&c.plugin, &PluginTopologyMgt::nodeStatusChanged);
-
-        c.broadcast("NotifyCameraStatus", QVariantList{status("S_2/C_7", true, true), status("S_2/C_8", true, true)});
-        QCOMPARE(texts(connection), QStringList{"0 S_2/C_8 true"});
-        QCOMPARE(c.device("S_2/C_7", "connectedRole").toBool(), true);
-        c.broadcast("NotifyCameraStatus", QVariantList{status("S_2/C_7", false, true)});
-        QCOMPARE(texts(connection).last(), QStringLiteral("0 S_2/C_7 false"));
     }
 
     void stationStatusRereadsReturningStationsAndDropsTheIoDevicesOfLostOnes()
@@ -125,7 +106,6 @@ private slots:
         QTest::addColumn<int>("index");
         QTest::addColumn<QString>("value");
         QTest::addColumn<QVariantList>("ports");
-        QTest::newRow("camera input rises") << "C_1" << "DI" << 1 << "Rising" << QVariantList{true};
         QTest::newRow("camera input falls") << "C_1" << "DI" << 1 << "Falling" << QVariantList{false};
         QTest::newRow("camera output") << "C_1" << "DO" << 1 << "Rising" << QVariantList{true};
         QTest::newRow("I/O device port 4") << "IO_1" << "DI" << 4 << "Rising" << QVariantList{false, false, false, true};
@@ -158,11 +138,11 @@ private slots:
             QCOMPARE(c.logicalNode(type == "DI" ? "C_1_0" : "C_1_1").data(LogicalTreeModel::diDoValueRole).toInt(), int(rising));
     }
 
-    void connectionStateSettingsAndReferenceNames()
+    void settingsReferenceNamesStatusRepliesAndNewChannels()
     {
         SampleConnection c;
         QVERIFY(c.ready());
-        QSignalSpy status(&c.plugin, &PluginTopologyMgt::nodeStatusChanged);
+        QSignalSpy nodeStatus(&c.plugin, &PluginTopologyMgt::nodeStatusChanged);
         QSignalSpy project(&c.plugin, &PluginTopologyMgt::cameraVCAProjectChanged);
         QSignalSpy dido(&c.plugin, &PluginTopologyMgt::didoNodeChanged);
         connect(&c.plugin, &PluginTopologyMgt::cameraVCAProjectChanged, this, [&](const QString& id) {
@@ -180,17 +160,13 @@ private slots:
         c.reply("GetDiDoRefName", QVariantList{QVariantMap{{"stationID", "S_1"}}, QVariantMap{{"camNodeId", "C_1"}, {"doChangeList", frontDoor}}});
 
         QCOMPARE(c.device("IO_1", "connectedRole").toBool(), false);
-        QCOMPARE(status.count(), 0);
+        QCOMPARE(nodeStatus.count(), 0);
         QCOMPARE(texts(project), QStringList{"S_1/C_3"});
         QCOMPARE(texts(dido), (QStringList{"C_1", "S_1", "C_1"}));
         QCOMPARE(c.device("C_1", "diNameListRole").toStringList(), QStringList{"Front Door"});
         QCOMPARE(c.logicalNode("C_1_1").data(LogicalTreeModel::nameRole).toString(), QStringLiteral("Front Door"));
-    }
 
-    void cameraStatusRepliesOnlyOnSuccess()
-    {
-        SampleConnection c;
-        QVERIFY(c.ready());
+        // A camera's status is answered on success only.
         QSignalSpy answer(&c.plugin, &PluginTopologyMgt::getCameraStatusResp);
         QorbLogUtlStub::clear();
 
@@ -200,6 +176,20 @@ private slots:
 
         QCOMPARE(answer, (QList<QList<QVariant>>{{"S_1/C_2", QVariantMap{{"isRecording", true}}}}));
         QCOMPARE(QorbLogUtlStub::messages(), QList<QByteArray>{"PluginTopologyMgt::HandleGetCameraStatusResp, HandleGetCameraStatusResp return code : 5"});
+
+        // New channels are announced from their information, or else from their first change of status.
+        QVariantList channels; // two new NVR channels; the information of only one arrives
+        for (const char* id : {"S_2/C_1", "S_2/C_7", "S_2/C_8"})
+            channels << QVariantMap{{"nodeUID", id}, {"nodeType", "Camera"}};
+        c.reply("RetrieveDeviceTopology", QVariantMap{{"parentStationID", "S_2"}, {"nodeList", channels}});
+        c.reply("RetrieveCamInfo", QVariantMap{{"relayPath", "S_2"}, {"cameras", QVariantList{QVariantMap{{"camUID", "S_2/C_8"}}}}});
+        QSignalSpy connection(&c.plugin, &PluginTopologyMgt::nodeStatusChanged);
+
+        c.broadcast("NotifyCameraStatus", QVariantList{status("S_2/C_7", true, true), status("S_2/C_8", true, true)});
+        QCOMPARE(texts(connection), QStringList{"0 S_2/C_8 true"});
+        QCOMPARE(c.device("S_2/C_7", "connectedRole").toBool(), true);
+        c.broadcast("NotifyCameraStatus", QVariantList{status("S_2/C_7", false, true)});
+        QCOMPARE(texts(connection).last(), QStringLiteral("0 S_2/C_7 false"));
     }
 };
 
