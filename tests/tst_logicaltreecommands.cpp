@@ -171,8 +171,6 @@ private slots:
         given.reply("retrieveLogicalTree", Fixture::serverTree(), "0", "S_7");
         given.reply("retrieveLogicalTree", serverNode("OTHER", "Other", ""), "3");
 
-        QVERIFY(QorbLogUtlStub::messages().contains(
-                "PluginTopologyMgt::HandleRetrieveLogicalTree, RetrieveLogicalTree return code : 3"));
         const QVariantMap map = given.plugin.getLogicalTreeMap();
         QCOMPARE(map.value("treeNodeId").toString(), QString("ROOT"));
         const QVariantMap lobbyCamera = map.value("children").toList().at(0).toMap().value("children").toList().at(0).toMap();

@@ -160,9 +160,6 @@ void TestLogicalTreeTopologyDataModel::notifiesOnlyAffectedNodes_data()
     QTest::newRow("login station goes offline") << Operation([](Fixture& f) {
         f.devices.setDataMap("R", {{"connectedRole", false}});
     }) << QStringList();
-    QTest::newRow("station leaves the cloud") << Operation([](Fixture& f) {
-        f.devices.setDataMap("S1", {{"skyrCloudDeviceIdRole", ""}});
-    }) << QStringList{changed("T2", "261,272,273")};
     QTest::newRow("substation goes offline") << Operation([](Fixture& f) {
         f.devices.setDataMap("S1", {{"connectedRole", false}});
     }) << QStringList{changed("T2", "261,274"),        changed("T9", "261,274"),
