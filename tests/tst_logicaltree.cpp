@@ -301,8 +301,8 @@ void TestLogicalTree::moveNodes_data()
     QTest::addColumn<QStringList>("rejected");
 
     const QString unchanged = "F1{T1,F2{T2,F4}},F3,T3";
-    QTest::newRow("camera and folder with subtree, in list order") << QStringList{"T3", "F2"} << "F3" << "F1{T1},F3{T3,F2{T2,F4}}"
-                                            << QStringList();
+    QTest::newRow("camera and folder with subtree, in list order")
+            << QStringList{"T3", "F2"} << "F3" << "F1{T1},F3{T3,F2{T2,F4}}" << QStringList();
     QTest::newRow("to its own parent goes last") << QStringList{"T1"} << "F1" << "F1{F2{T2,F4},T1},F3,T3"
                                                  << QStringList();
     QTest::newRow("onto itself") << QStringList{"F3"} << "F3" << unchanged << QStringList{"F3"};

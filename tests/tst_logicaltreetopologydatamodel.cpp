@@ -83,8 +83,11 @@ void TestLogicalTreeTopologyDataModel::computedRoles()
             {"S11/C_1_0", Logical::isSubstationDisconnectedRole, true},
             {"T10", Logical::isSubstationDisconnectedRole, false}, // below login station
     };
-    for (const auto& [treeId, role, expected] : cases)
-        QVERIFY2(f.value(treeId, role) == expected, qPrintable(QStringLiteral("%1 role %2").arg(treeId).arg(role)));
+    for (const auto& [treeId, role, expected] : cases) {
+        const QVariant actual = f.value(treeId, role);
+        QVERIFY2(actual == expected, qPrintable(QStringLiteral("%1 role %2 is %3").arg(treeId).arg(role).arg(
+                                             actual.isValid() ? actual.toString() : QStringLiteral("invalid"))));
+    }
 
     // and the whole record joins device fields, capability flags and take-over to the logical fields,
     // leaving out flags that are false
