@@ -69,10 +69,7 @@ class TestStandalonePlayer : public QObject
 
 private slots:
     void databasesArriveAsFoldersAndClearRemovesThem();
-    void writesEachLineFollowedByANewline_data();
-    void writesEachLineFollowedByANewline();
-    void unwritableTargetIsSkipped_data();
-    void unwritableTargetIsSkipped();
+    void realWriterReplacesTheListOrChangesNothing();
     void macListGoesIntoTheNamedFolder_data();
     void macListGoesIntoTheNamedFolder();
     void pluginFillsPlaylistAndLocationsAndWritesThroughItsWriter();
@@ -119,60 +116,31 @@ void TestStandalonePlayer::databasesArriveAsFoldersAndClearRemovesThem()
     QCOMPARE(model->rowCount(), 1);
 }
 
-void TestStandalonePlayer::writesEachLineFollowedByANewline_data()
+void TestStandalonePlayer::realWriterReplacesTheListOrChangesNothing()
 {
-    QTest::addColumn<QByteArray>("previous");
-    QTest::addColumn<QStringList>("lines");
-    QTest::addColumn<QByteArray>("expected");
-    QTest::newRow("empty list, new file") << QByteArray() << QStringList() << QByteArray("");
-    QTest::newRow("lines replace a longer file") << QByteArray("rtsp://old/1\nrtsp://old/2\nrtsp://old/3\n")
-                                                 << QStringList({"rtsp://a/1", "rtsp://b/2"})
-                                                 << QByteArray("rtsp://a/1\nrtsp://b/2\n");
-    QTest::newRow("empty and non-ASCII lines") << QByteArray() << QStringList({"", QString::fromUtf8("K\xc3\xbc")})
-                                               << QByteArray("\nK\xc3\xbc\n");
-}
-
-void TestStandalonePlayer::writesEachLineFollowedByANewline()
-{
-    // given a download folder holding another file, and maybe an earlier list
-    QFETCH(QByteArray, previous);
-    QFETCH(QStringList, lines);
+    // given a download folder holding another file
     QTemporaryDir downloads;
     QVERIFY(writeFile(downloads.filePath("other.csv"), "keep me"));
     const QString target = ListFileLocations(downloads.path()).streamingUrlListFilePath();
-    if (!previous.isNull())
-        QVERIFY(writeFile(target, previous));
-    // when
-    ListToFileWriter().write(target, lines);
-    // then
-    QFile written(target);
-    QVERIFY(written.open(QIODevice::ReadOnly | QIODevice::Text));
-    QTEST(written.readAll(), "expected");
-    const QMap<QString, QByteArray> entries = snapshot(downloads.path());
-    QCOMPARE(entries.keys(), QStringList({"StreamingUrlList.csv", "other.csv"}));
-    QCOMPARE(entries.value("other.csv"), QByteArray("keep me"));
-}
+    const auto written = [&target] {
+        QFile file(target);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<no file>");
+    };
+    // when an empty list is written, then it leaves an empty file
+    ListToFileWriter().write(target, {});
+    QCOMPARE(written(), QByteArray(""));
+    // when lines follow, then each ends in a newline, and a shorter list replaces a longer one whole
+    ListToFileWriter().write(target, {"rtsp://old/1", "rtsp://old/2", "rtsp://old/3"});
+    ListToFileWriter().write(target, {"rtsp://a/1", "", QString::fromUtf8("K\xc3\xbc")});
+    QCOMPARE(written(), QByteArray("rtsp://a/1\n\nK\xc3\xbc\n"));
+    QCOMPARE(snapshot(downloads.path()).keys(), QStringList({"StreamingUrlList.csv", "other.csv"}));
+    QCOMPARE(snapshot(downloads.path()).value("other.csv"), QByteArray("keep me"));
 
-void TestStandalonePlayer::unwritableTargetIsSkipped_data()
-{
-    QTest::addColumn<QString>("target");
-    QTest::newRow("folder does not exist") << "missing/StreamingUrlList.csv";
-    QTest::newRow("target is a folder") << "folder";
-    QTest::newRow("no path") << "";
-}
-
-void TestStandalonePlayer::unwritableTargetIsSkipped()
-{
-    // given
-    QFETCH(QString, target);
-    QTemporaryDir root;
-    QVERIFY(QDir(root.path()).mkpath("folder/inner"));
-    QVERIFY(writeFile(root.filePath("folder/inner/file.txt"), "inside"));
-    const QMap<QString, QByteArray> before = snapshot(root.path());
-    // when
-    ListToFileWriter().write(target.isEmpty() ? QString() : root.filePath(target), {"00:11:22:33:44:55"});
-    // then
-    QCOMPARE(snapshot(root.path()), before);
+    // when the target cannot be written (no such folder, a folder, no path), then nothing changes
+    const QMap<QString, QByteArray> before = snapshot(downloads.path());
+    for (const QString& unwritable : {downloads.filePath("missing/StreamingUrlList.csv"), downloads.path(), QString()})
+        ListToFileWriter().write(unwritable, {"00:11:22:33:44:55"});
+    QCOMPARE(snapshot(downloads.path()), before);
 }
 
 void TestStandalonePlayer::macListGoesIntoTheNamedFolder_data()
@@ -182,7 +150,6 @@ void TestStandalonePlayer::macListGoesIntoTheNamedFolder_data()
     const QString folder = QDir::tempPath() + "/export";
     const QString file = folder + "/QELM2Generated_MacList.txt";
     QTest::newRow("folder") << folder << file;
-    QTest::newRow("trailing separator") << folder + "/" << file;
     QTest::newRow("local file URL from a folder dialog") << QUrl::fromLocalFile(folder).toString() << file;
     QTest::newRow("no folder is nowhere") << "" << "";
 }
