@@ -3,6 +3,7 @@
 #include "DeviceNodeFactory.h"
 #include "ModuleLog.h"
 #include "PayloadFields.h"
+#include "TreeWalk.h"
 
 #include <QQueue>
 #include <QRegularExpression>
@@ -73,23 +74,10 @@ int channelOf(const QString& nodeId)
 
 } // namespace
 
-// Pre-order on an explicit stack rather than by recursion: a broken or hostile
-// server may chain stations thousands of levels deep.
 template <typename Visit>
 void DeviceTree::forEachNodeDepthFirst(const QModelIndex& parent, Visit&& visit) const
 {
-    std::vector<QModelIndex> pending;
-    const auto pushChildrenOf = [&](const QModelIndex& node) {
-        for (int row = m_model.rowCount(node) - 1; row >= 0; --row)
-            pending.push_back(m_model.index(row, 0, node));
-    };
-    pushChildrenOf(parent);
-    while (!pending.empty()) {
-        const QModelIndex node = pending.back();
-        pending.pop_back();
-        visit(node);
-        pushChildrenOf(node);
-    }
+    TreeWalk::forEachIndex(m_model, parent, 0, m_model.rowCount(parent) - 1, visit);
 }
 
 DeviceTree::DeviceTree(QObject* parent)
