@@ -122,7 +122,7 @@ void PluginTopologyMgt::PluginServerDisconnected()
         m_failoverControlWithoutRedundantServer->clear();
     // Everything below describes the cameras of the connection that ended; a
     // view asking before the next retrieval must not see them.
-    clearLiveStatusTables();
+    clearConnectionTables();
     emit serverDisconnected();
 }
 
@@ -832,7 +832,7 @@ void PluginTopologyMgt::removeStationIoDevices(const QString& stationId)
         m_logicalTree.removeIoDevices(QString(), QStringList{stationId});
 }
 
-void PluginTopologyMgt::clearLiveStatusTables()
+void PluginTopologyMgt::clearConnectionTables()
 {
     m_locationInfoMap.clear();
     m_streamInfoMap.clear();

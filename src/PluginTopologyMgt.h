@@ -400,7 +400,7 @@ private:
     void forgetNodes(const QStringList& nodeIds);
     void removeStationIoDevices(const QString& stationId);
     void replaceRemovedCameras(const QString& stationId, const QVariantList& removedCameras);
-    void clearLiveStatusTables();
+    void clearConnectionTables();
 
     void updateLocationInfoModel(const QVariantMap& locations);
     void updateLocationInfoForEdgeRecordingCamera(const QString& camId);
