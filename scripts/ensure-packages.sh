@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Installs, from Debian's packages, whatever this machine lacks to build and run
-# the module: the compiler, CMake, Ninja and Qt 6.
+# the module: the compiler, CMake, Ninja and Qt 6, plus the packages named as
+# arguments (the test command adds clang and its sanitizer and fuzzer runtimes).
 set -euo pipefail
 
-packages=(g++ cmake ninja-build qt6-base-dev qt6-base-dev-tools libgl-dev)
+packages=(g++ cmake ninja-build qt6-base-dev qt6-base-dev-tools libgl-dev "$@")
 missing=()
 for package in "${packages[@]}"; do
     dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")
