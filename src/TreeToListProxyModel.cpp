@@ -404,8 +404,8 @@ int TreeToListProxyModel::insertPosition(const QModelIndex& sourceParent, int la
 TreeToListProxyModel::Runs TreeToListProxyModel::visibleRuns(const QModelIndex& sourceParent, int first,
                                                              int last) const
 {
-    // Each listed node takes the rows of its subtree along: [first, end) runs,
-    // merged where they touch.
+    // Each listed node takes the rows of its subtree along: [first, end) runs in
+    // list order, merged where they touch.
     Runs runs;
     if (!showsChildrenOf(sourceParent))
         return runs;
@@ -420,7 +420,6 @@ TreeToListProxyModel::Runs TreeToListProxyModel::visibleRuns(const QModelIndex& 
         else
             runs.emplace_back(at, end);
     }
-    std::sort(runs.begin(), runs.end());
     return runs;
 }
 
@@ -462,7 +461,8 @@ void TreeToListProxyModel::forgetExpansionUnder(const QModelIndex& sourceParent,
         return;
     const QAbstractItemModel* source = sourceModel();
     TreeWalk::forEachIndex(*source, sourceParent, first, last, [this, source](const QModelIndex& node) {
-        // Only nodes with children are ever expanded; the test spares a look-up key per leaf.
+        // Only nodes with children are ever expanded; asking first spares leaves a
+        // look-up key of their own.
         if (!m_expanded.isEmpty() && source->rowCount(node) > 0)
             m_expanded.remove(QPersistentModelIndex(node));
     });
