@@ -1,5 +1,7 @@
 #include "TreeToListProxyModel.h"
 
+#include "TreeWalk.h"
+
 #include <algorithm>
 #include <iterator>
 #include <utility>
@@ -70,51 +72,63 @@ void TreeToListProxyModel::disconnectSource()
 void TreeToListProxyModel::forgetEverything()
 {
     m_rows.clear();
-    m_collapsed.clear();
-    m_rowOfSource.clear();
-    m_entryOfNode.clear();
-    m_rowIndexStale = true;
-    m_entryIndexStale = true;
+    m_rowOfNode.clear();
+    m_rowsIndexedUpTo = 0;
+    m_expanded.clear();
     m_parentLosingChildren = QPersistentModelIndex();
     m_layoutProxyIndexes.clear();
     m_layoutSourceIndexes.clear();
 }
 
-int TreeToListProxyModel::rowCount(const QModelIndex&) const
+int TreeToListProxyModel::rowCount(const QModelIndex& parent) const
 {
-    return int(m_rows.size());
+    Q_ASSERT(checkIndex(parent));
+    return parent.isValid() ? 0 : int(m_rows.size());
 }
 
-int TreeToListProxyModel::columnCount(const QModelIndex&) const
+int TreeToListProxyModel::columnCount(const QModelIndex& parent) const
 {
-    return 1;
+    Q_ASSERT(checkIndex(parent));
+    return parent.isValid() ? 0 : 1;
 }
 
-QModelIndex TreeToListProxyModel::index(int row, int column, const QModelIndex&) const
+QModelIndex TreeToListProxyModel::index(int row, int column, const QModelIndex& parent) const
 {
-    if (row < 0 || row >= int(m_rows.size()) || column != 0)
+    Q_ASSERT(checkIndex(parent));
+    if (parent.isValid() || row < 0 || row >= int(m_rows.size()) || column != 0)
         return QModelIndex();
     return createIndex(row, column);
 }
 
-QModelIndex TreeToListProxyModel::parent(const QModelIndex&) const
+QModelIndex TreeToListProxyModel::parent(const QModelIndex& child) const
 {
+    Q_ASSERT(checkIndex(child, CheckIndexOption::DoNotUseParent));
     return QModelIndex();
 }
 
-QModelIndex TreeToListProxyModel::sibling(int row, int column, const QModelIndex&) const
+QModelIndex TreeToListProxyModel::sibling(int row, int column, const QModelIndex& index) const
 {
-    return index(row, column);
+    Q_ASSERT(checkIndex(index));
+    return this->index(row, column);
 }
 
 bool TreeToListProxyModel::hasChildren(const QModelIndex& parent) const
 {
+    Q_ASSERT(checkIndex(parent));
     return !parent.isValid() && !m_rows.empty();
+}
+
+Qt::ItemFlags TreeToListProxyModel::flags(const QModelIndex& index) const
+{
+    Q_ASSERT(checkIndex(index, CheckIndexOption::ParentIsInvalid));
+    const Qt::ItemFlags flags = QAbstractProxyModel::flags(index);
+    return index.isValid() ? flags | Qt::ItemNeverHasChildren : flags;
 }
 
 QModelIndex TreeToListProxyModel::mapToSource(const QModelIndex& proxyIndex) const
 {
-    if (proxyIndex.model() != this || proxyIndex.row() < 0 || proxyIndex.row() >= int(m_rows.size()))
+    Q_ASSERT(checkIndex(proxyIndex, CheckIndexOption::ParentIsInvalid));
+    if (!proxyIndex.isValid() || proxyIndex.model() != this || proxyIndex.row() >= int(m_rows.size()))
         return QModelIndex();
     return m_rows[size_t(proxyIndex.row())].sourceIndex;
 }
@@ -127,6 +141,7 @@ QModelIndex TreeToListProxyModel::mapFromSource(const QModelIndex& sourceIndex) 
 
 QVariant TreeToListProxyModel::data(const QModelIndex& index, int role) const
 {
+    Q_ASSERT(checkIndex(index, CheckIndexOption::ParentIsInvalid));
     if (!index.isValid() || index.model() != this || index.column() != 0 || index.row() >= int(m_rows.size()))
         return QVariant();
     const ListItem& item = m_rows[size_t(index.row())];
@@ -156,13 +171,9 @@ void TreeToListProxyModel::expand(int row)
 {
     if (row < 0 || row >= int(m_rows.size()) || indicatorOf(row) != Indicator::Collapsed)
         return;
-    const QModelIndex node = m_rows[size_t(row)].sourceIndex;
-    ItemList children;
-    if (!takeEntry(node, &children) || children.empty()) {
-        children.clear();
-        appendChildRows(node, m_rows[size_t(row)].level + 1, children, QSet<QModelIndex>());
-    }
-    insertVisible(row + 1, std::move(children));
+    const ListItem& item = m_rows[size_t(row)];
+    m_expanded.insert(item.sourceIndex);
+    insertVisible(row + 1, shownRowsUnder(item.sourceIndex, item.level + 1));
     announceIndicator(row);
 }
 
@@ -170,13 +181,13 @@ void TreeToListProxyModel::collapse(int row)
 {
     if (row < 0 || row >= int(m_rows.size()))
         return;
-    const int end = subtreeEnd(m_rows, row);
+    const int end = subtreeEnd(row);
     if (end == row + 1)
         return;
-    // Copied, not moved: views may still read the rows while they are told of
-    // their removal.
-    putEntry(m_rows[size_t(row)].sourceIndex, ItemList(m_rows.begin() + row + 1, m_rows.begin() + end));
+    // The nodes below keep their own state: expanding this row again shows them as
+    // they are now.
     removeVisible(row + 1, end - 1);
+    m_expanded.remove(m_rows[size_t(row)].sourceIndex);
     announceIndicator(row);
 }
 
@@ -192,112 +203,85 @@ void TreeToListProxyModel::expandAll(int row)
     }
 }
 
+QString TreeToListProxyModel::checkConsistency() const
+{
+    const QAbstractItemModel* source = sourceModel();
+    if (!source)
+        return m_rows.empty() && m_expanded.isEmpty() ? QString() : QStringLiteral("rows kept without a source");
+    for (const QPersistentModelIndex& node : m_expanded) {
+        if (!node.isValid() || source->rowCount(node) == 0)
+            return QStringLiteral("an expanded node is gone or has no children");
+    }
+    const ItemList expected = shownRowsUnder(QModelIndex(), 0);
+    for (size_t row = 0; row < std::max(m_rows.size(), expected.size()); ++row) {
+        if (row >= m_rows.size() || row >= expected.size())
+            return QStringLiteral("%1 rows listed, the expanded part of the source has %2")
+                    .arg(m_rows.size())
+                    .arg(expected.size());
+        const ListItem& listed = m_rows[row];
+        if (listed.sourceIndex != expected[row].sourceIndex || listed.level != expected[row].level)
+            return QStringLiteral("row %1 shows source row %2 at level %3, the source has row %4 at level %5")
+                    .arg(row)
+                    .arg(listed.sourceIndex.row())
+                    .arg(listed.level)
+                    .arg(expected[row].sourceIndex.row())
+                    .arg(expected[row].level);
+    }
+    if (m_rowOfNode.size() != qsizetype(m_rows.size()) || m_rowsIndexedUpTo > int(m_rows.size()))
+        return QStringLiteral("the row index holds %1 nodes, indexed up to row %2, for %3 rows")
+                .arg(m_rowOfNode.size())
+                .arg(m_rowsIndexedUpTo)
+                .arg(m_rows.size());
+    for (int row = 0; row < int(m_rows.size()); ++row) {
+        const auto found = m_rowOfNode.constFind(m_rows[size_t(row)].sourceIndex);
+        if (found == m_rowOfNode.cend() || (row < m_rowsIndexedUpTo && *found != row))
+            return QStringLiteral("the row index does not find row %1").arg(row);
+    }
+    return QString();
+}
+
 void TreeToListProxyModel::sourceRowsInserted(const QModelIndex& parent, int first, int last)
 {
-    sourceShapeChanged();
     if (!isSourceRange(parent, first, last))
         return;
-    QAbstractItemModel* source = sourceModel();
-    const int level = depthOf(parent) + 1;
-    ItemList rows;
-    rows.reserve(size_t(last - first + 1));
-    for (int row = first; row <= last; ++row) {
-        const QModelIndex child = source->index(row, 0, parent);
-        rows.push_back({QPersistentModelIndex(child), level});
-        if (source->rowCount(child) > 0)
-            storeCollapsed(child, level + 1, QSet<QModelIndex>());
-    }
-
-    // A node that had no children has nowhere to show them yet: they start
-    // collapsed under it.
-    const bool onlyChildren = parent.isValid() && source->rowCount(parent) == last - first + 1;
-    const ChildRows place = onlyChildren ? ChildRows() : childRowsOf(parent);
-    if (!place.items) {
-        if (parent.isValid())
-            putEntry(parent, std::move(rows));
-    } else if (place.visible) {
-        insertVisible(insertPosition(place, parent, last), std::move(rows));
-    } else {
-        const int at = insertPosition(place, parent, last);
-        place.items->insert(place.items->begin() + at, std::make_move_iterator(rows.begin()),
-                            std::make_move_iterator(rows.end()));
-    }
-    if (onlyChildren) {
+    // A node that had no children arrives collapsed: its expander changes, its rows
+    // wait until it is expanded.
+    if (parent.isValid() && sourceModel()->rowCount(parent) == last - first + 1) {
         const int parentRow = visibleRowOf(parent);
         if (parentRow >= 0)
             announceIndicator(parentRow);
+        return;
     }
+    // Rows under a collapsed or hidden node are read from the source when it is
+    // expanded; only rows under a shown, expanded node appear now.
+    if (!showsChildrenOf(parent))
+        return;
+    const int level = parent.isValid() ? m_rows[size_t(visibleRowOf(parent))].level + 1 : 0;
+    ItemList rows;
+    rows.reserve(size_t(last - first + 1));
+    for (int row = first; row <= last; ++row)
+        rows.push_back({QPersistentModelIndex(sourceModel()->index(row, 0, parent)), level});
+    insertVisible(insertPosition(parent, last), std::move(rows));
 }
 
 void TreeToListProxyModel::sourceRowsAboutToBeRemoved(const QModelIndex& parent, int first, int last)
 {
     if (!isSourceRange(parent, first, last))
         return;
-    QAbstractItemModel* source = sourceModel();
-    QSet<QModelIndex> leaving;
-    leaving.reserve(last - first + 1);
-    for (int row = first; row <= last; ++row) {
-        const QModelIndex child = source->index(row, 0, parent);
-        leaving.insert(child);
-        forgetEntriesUnder(child);
-    }
-
-    const ChildRows place = childRowsOf(parent);
-    if (place.items)
-        removeRuns(place, leavingRuns(place, leaving));
-
-    if (parent.isValid() && source->rowCount(parent) == last - first + 1) {
-        takeEntry(parent);
-        m_parentLosingChildren = parent;
-    }
-}
-
-std::vector<std::pair<int, int>> TreeToListProxyModel::leavingRuns(const ChildRows& place,
-                                                                 const QSet<QModelIndex>& leaving) const
-{
-    // Each leaving node takes the rows of its subtree along: [first, end) runs,
-    // merged where they touch.
-    const ItemList& items = *place.items;
-    std::vector<std::pair<int, int>> runs;
-    if (place.visible) {
-        for (const QModelIndex& node : leaving) {
-            const int at = visibleRowOf(node);
-            if (at >= place.begin && at < place.end)
-                runs.emplace_back(at, subtreeEnd(items, at));
-        }
-        std::sort(runs.begin(), runs.end());
-    } else {
-        for (int at = place.begin; at < place.end; ++at) {
-            if (leaving.contains(items[size_t(at)].sourceIndex)) {
-                runs.emplace_back(at, subtreeEnd(items, at));
-                at = runs.back().second - 1;
-            }
-        }
-    }
-    std::vector<std::pair<int, int>> merged;
-    for (const auto& run : runs) {
-        if (!merged.empty() && run.first <= merged.back().second)
-            merged.back().second = std::max(merged.back().second, run.second);
-        else
-            merged.push_back(run);
-    }
-    return merged;
-}
-
-void TreeToListProxyModel::removeRuns(const ChildRows& place, const std::vector<std::pair<int, int>>& runs)
-{
+    forgetExpansionUnder(parent, first, last);
+    const Runs runs = visibleRuns(parent, first, last);
     // Last run first, so that the earlier runs keep their positions.
-    for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
-        if (place.visible)
-            removeVisible(run->first, run->second - 1);
-        else
-            place.items->erase(place.items->begin() + run->first, place.items->begin() + run->second);
+    for (auto run = runs.rbegin(); run != runs.rend(); ++run)
+        removeVisible(run->first, run->second - 1);
+    if (parent.isValid() && sourceModel()->rowCount(parent) == last - first + 1) {
+        // Children arriving later start collapsed.
+        m_expanded.remove(QPersistentModelIndex(parent));
+        m_parentLosingChildren = parent;
     }
 }
 
 void TreeToListProxyModel::sourceRowsRemoved()
 {
-    sourceShapeChanged();
     const QPersistentModelIndex parent = std::exchange(m_parentLosingChildren, QPersistentModelIndex());
     const int parentRow = visibleRowOf(parent);
     if (parentRow >= 0)
@@ -335,16 +319,18 @@ void TreeToListProxyModel::sourceLayoutChanged()
 {
     if (!m_layoutChanging)
         sourceLayoutAboutToBeChanged();
-    sourceShapeChanged();
-    // The stored rows still name the same nodes; which of them were expanded is
-    // all that is kept.
-    const QSet<QModelIndex> expanded = expandedNodes();
-    m_rows.clear();
-    m_collapsed.clear();
-    m_entryOfNode.clear();
-    m_entryIndexStale = false;
-    if (sourceModel())
-        appendChildRows(QModelIndex(), 0, m_rows, expanded);
+    // The expanded nodes are held by persistent indexes, which followed the
+    // change; the list is read again in the source's new order.
+    for (auto node = m_expanded.begin(); node != m_expanded.end();) {
+        if (node->isValid() && sourceModel() && sourceModel()->rowCount(*node) > 0)
+            ++node;
+        else
+            node = m_expanded.erase(node);
+    }
+    m_rows = sourceModel() ? shownRowsUnder(QModelIndex(), 0) : ItemList();
+    m_rowOfNode.clear();
+    m_rowsIndexedUpTo = 0;
+    indexAllRows();
 
     QModelIndexList moved;
     moved.reserve(m_layoutProxyIndexes.size());
@@ -395,131 +381,114 @@ bool TreeToListProxyModel::isSourceRange(const QModelIndex& parent, int first, i
     return last < source->rowCount(parent);
 }
 
-int TreeToListProxyModel::depthOf(const QModelIndex& sourceIndex) const
-{
-    int depth = -1;
-    for (QModelIndex node = sourceIndex; node.isValid(); node = node.parent())
-        ++depth;
-    return depth;
-}
-
-TreeToListProxyModel::ChildRows TreeToListProxyModel::childRowsOf(const QModelIndex& sourceParent)
+bool TreeToListProxyModel::showsChildrenOf(const QModelIndex& sourceParent) const
 {
     if (!sourceParent.isValid())
-        return {&m_rows, 0, int(m_rows.size()), true};
+        return true;
     const int row = visibleRowOf(sourceParent);
-    if (row >= 0) {
-        const int end = subtreeEnd(m_rows, row);
-        if (end > row + 1)
-            return {&m_rows, row + 1, end, true};
-    }
-    const int entry = entryOf(sourceParent);
-    if (entry >= 0) {
-        ItemList& items = m_collapsed[size_t(entry)].items;
-        return {&items, 0, int(items.size()), false};
-    }
-    if (row >= 0)
-        return {};
-    // Expanded when an ancestor collapsed: its rows follow it inside the
-    // ancestor's entry. Rare enough for a walk over the stored rows.
-    for (CollapsedEntry& collapsed : m_collapsed) {
-        ItemList& items = collapsed.items;
-        for (int at = 0; at < int(items.size()); ++at) {
-            if (items[size_t(at)].sourceIndex != sourceParent)
-                continue;
-            const int end = subtreeEnd(items, at);
-            if (end > at + 1)
-                return {&items, at + 1, end, false};
-            return {};
-        }
-    }
-    return {};
+    return row >= 0 && indicatorOf(row) == Indicator::Expanded;
 }
 
-int TreeToListProxyModel::insertPosition(const ChildRows& place, const QModelIndex& sourceParent, int last) const
+int TreeToListProxyModel::insertPosition(const QModelIndex& sourceParent, int last) const
 {
+    // Before the next sibling when it is listed, else after the parent's subtree.
     const QAbstractItemModel* source = sourceModel();
     if (last + 1 < source->rowCount(sourceParent)) {
-        const QModelIndex next = source->index(last + 1, 0, sourceParent);
-        if (place.visible) {
-            const int row = visibleRowOf(next);
-            if (row >= place.begin && row < place.end)
-                return row;
-        } else {
-            for (int at = place.begin; at < place.end; ++at) {
-                if ((*place.items)[size_t(at)].sourceIndex == next)
-                    return at;
-            }
-        }
+        const int nextRow = visibleRowOf(source->index(last + 1, 0, sourceParent));
+        if (nextRow >= 0)
+            return nextRow;
     }
-    return place.end;
+    return sourceParent.isValid() ? subtreeEnd(visibleRowOf(sourceParent)) : int(m_rows.size());
 }
 
-void TreeToListProxyModel::appendChildRows(const QModelIndex& sourceParent, int level, ItemList& out,
-                                           const QSet<QModelIndex>& expanded)
+TreeToListProxyModel::Runs TreeToListProxyModel::visibleRuns(const QModelIndex& sourceParent, int first,
+                                                             int last) const
 {
-    QAbstractItemModel* source = sourceModel();
-    const int count = source->rowCount(sourceParent);
-    for (int row = 0; row < count; ++row) {
-        const QModelIndex child = source->index(row, 0, sourceParent);
-        out.push_back({QPersistentModelIndex(child), level});
-        if (source->rowCount(child) == 0)
-            continue;
-        if (expanded.contains(child))
-            appendChildRows(child, level + 1, out, expanded);
-        else
-            storeCollapsed(child, level + 1, expanded);
-    }
-}
-
-void TreeToListProxyModel::storeCollapsed(const QModelIndex& node, int childLevel, const QSet<QModelIndex>& expanded)
-{
-    ItemList rows;
-    appendChildRows(node, childLevel, rows, expanded);
-    putEntry(node, std::move(rows));
-}
-
-void TreeToListProxyModel::forgetEntriesUnder(const QModelIndex& node)
-{
+    // Each listed node takes the rows of its subtree along: [first, end) runs in
+    // list order, merged where they touch.
+    Runs runs;
+    if (!showsChildrenOf(sourceParent))
+        return runs;
     const QAbstractItemModel* source = sourceModel();
-    const int count = source->rowCount(node);
-    if (count == 0 || m_collapsed.empty())
-        return;
-    takeEntry(node);
-    for (int row = 0; row < count; ++row)
-        forgetEntriesUnder(source->index(row, 0, node));
+    for (int row = first; row <= last; ++row) {
+        const int at = visibleRowOf(source->index(row, 0, sourceParent));
+        if (at < 0)
+            continue;
+        const int end = subtreeEnd(at);
+        if (!runs.empty() && runs.back().second == at)
+            runs.back().second = end;
+        else
+            runs.emplace_back(at, end);
+    }
+    return runs;
 }
 
-QSet<QModelIndex> TreeToListProxyModel::expandedNodes() const
+TreeToListProxyModel::ItemList TreeToListProxyModel::shownRowsUnder(const QModelIndex& sourceParent, int level) const
 {
-    QSet<QModelIndex> expanded;
-    const auto collect = [&expanded](const ItemList& items) {
-        for (size_t at = 0; at + 1 < items.size(); ++at) {
-            if (items[at + 1].level > items[at].level && items[at].sourceIndex.isValid())
-                expanded.insert(items[at].sourceIndex);
-        }
+    // Depth first with a stack of its own: a tree may be deeper than a thread's
+    // stack could follow by recursion.
+    struct Pending
+    {
+        QModelIndex parent;
+        int next;
+        int count;
+        int level;
     };
-    collect(m_rows);
-    for (const CollapsedEntry& collapsed : m_collapsed)
-        collect(collapsed.items);
-    return expanded;
+    const QAbstractItemModel* source = sourceModel();
+    ItemList rows;
+    std::vector<Pending> pending{{sourceParent, 0, source->rowCount(sourceParent), level}};
+    while (!pending.empty()) {
+        Pending& top = pending.back();
+        if (top.next == top.count) {
+            pending.pop_back();
+            continue;
+        }
+        const QModelIndex child = source->index(top.next++, 0, top.parent);
+        const int childLevel = top.level;
+        rows.push_back({QPersistentModelIndex(child), childLevel});
+        if (m_expanded.contains(rows.back().sourceIndex)) {
+            const int count = source->rowCount(child);
+            if (count > 0)
+                pending.push_back({child, 0, count, childLevel + 1});
+        }
+    }
+    return rows;
+}
+
+void TreeToListProxyModel::forgetExpansionUnder(const QModelIndex& sourceParent, int first, int last)
+{
+    if (m_expanded.isEmpty())
+        return;
+    const QAbstractItemModel* source = sourceModel();
+    TreeWalk::forEachIndex(*source, sourceParent, first, last, [this, source](const QModelIndex& node) {
+        // Only nodes with children are ever expanded; asking first spares leaves a
+        // look-up key of their own.
+        if (!m_expanded.isEmpty() && source->rowCount(node) > 0)
+            m_expanded.remove(QPersistentModelIndex(node));
+    });
 }
 
 void TreeToListProxyModel::insertVisible(int at, ItemList rows)
 {
     if (rows.empty())
         return;
-    beginInsertRows(QModelIndex(), at, at + int(rows.size()) - 1);
+    const int count = int(rows.size());
+    beginInsertRows(QModelIndex(), at, at + count - 1);
     m_rows.insert(m_rows.begin() + at, std::make_move_iterator(rows.begin()), std::make_move_iterator(rows.end()));
-    m_rowIndexStale = true;
+    for (int row = at; row < at + count; ++row)
+        m_rowOfNode.insert(m_rows[size_t(row)].sourceIndex, row);
+    // The rows behind moved; they are indexed again on the next look-up.
+    m_rowsIndexedUpTo = std::min(m_rowsIndexedUpTo, at);
     endInsertRows();
 }
 
 void TreeToListProxyModel::removeVisible(int first, int last)
 {
     beginRemoveRows(QModelIndex(), first, last);
+    for (int row = first; row <= last; ++row)
+        m_rowOfNode.remove(m_rows[size_t(row)].sourceIndex);
     m_rows.erase(m_rows.begin() + first, m_rows.begin() + last + 1);
-    m_rowIndexStale = true;
+    m_rowsIndexedUpTo = std::min(m_rowsIndexedUpTo, first);
     endRemoveRows();
 }
 
@@ -541,79 +510,34 @@ void TreeToListProxyModel::announceIndicator(int row)
     emit dataChanged(changed, changed, {childIndicatorRole});
 }
 
-int TreeToListProxyModel::subtreeEnd(const ItemList& items, int position)
+int TreeToListProxyModel::subtreeEnd(int row) const
 {
-    const int level = items[size_t(position)].level;
-    int end = position + 1;
-    while (end < int(items.size()) && items[size_t(end)].level > level)
+    const int level = m_rows[size_t(row)].level;
+    int end = row + 1;
+    while (end < int(m_rows.size()) && m_rows[size_t(end)].level > level)
         ++end;
     return end;
 }
 
 int TreeToListProxyModel::visibleRowOf(const QModelIndex& sourceIndex) const
 {
-    if (!sourceIndex.isValid())
+    if (!sourceIndex.isValid() || sourceIndex.model() != sourceModel())
         return -1;
-    if (m_rowIndexStale) {
-        m_rowOfSource.clear();
-        m_rowOfSource.reserve(int(m_rows.size()));
-        for (int row = 0; row < int(m_rows.size()); ++row) {
-            const QPersistentModelIndex& node = m_rows[size_t(row)].sourceIndex;
-            if (node.isValid())
-                m_rowOfSource.insert(node, row);
-        }
-        m_rowIndexStale = false;
-    }
-    return m_rowOfSource.value(sourceIndex, -1);
+    // Keyed by the node's persistent data: a node without one gets a new key that
+    // nothing in the hash can equal.
+    const QPersistentModelIndex node(sourceIndex);
+    const auto found = m_rowOfNode.constFind(node);
+    if (found == m_rowOfNode.cend())
+        return -1;
+    if (*found < m_rowsIndexedUpTo)
+        return *found;
+    indexAllRows();
+    return m_rowOfNode.value(node, -1);
 }
 
-int TreeToListProxyModel::entryOf(const QModelIndex& node)
+void TreeToListProxyModel::indexAllRows() const
 {
-    if (m_entryIndexStale) {
-        // An entry whose node left the source unannounced has nothing left to show.
-        m_collapsed.erase(std::remove_if(m_collapsed.begin(), m_collapsed.end(),
-                                         [](const CollapsedEntry& entry) { return !entry.node.isValid(); }),
-                          m_collapsed.end());
-        m_entryOfNode.clear();
-        m_entryOfNode.reserve(int(m_collapsed.size()));
-        for (size_t at = 0; at < m_collapsed.size(); ++at)
-            m_entryOfNode.insert(m_collapsed[at].node, int(at));
-        m_entryIndexStale = false;
-    }
-    return m_entryOfNode.value(node, -1);
-}
-
-void TreeToListProxyModel::putEntry(const QModelIndex& node, ItemList items)
-{
-    const int at = entryOf(node);
-    if (at >= 0) {
-        m_collapsed[size_t(at)].items = std::move(items);
-        return;
-    }
-    m_collapsed.push_back({QPersistentModelIndex(node), std::move(items)});
-    m_entryOfNode.insert(node, int(m_collapsed.size()) - 1);
-}
-
-bool TreeToListProxyModel::takeEntry(const QModelIndex& node, ItemList* items)
-{
-    const int at = entryOf(node);
-    if (at < 0)
-        return false;
-    if (items)
-        *items = std::move(m_collapsed[size_t(at)].items);
-    m_entryOfNode.remove(node);
-    // The last entry fills the gap, so that no other entry changes place but one.
-    const size_t lastEntry = m_collapsed.size() - 1;
-    if (size_t(at) != lastEntry) {
-        m_collapsed[size_t(at)] = std::move(m_collapsed[lastEntry]);
-        m_entryOfNode.insert(m_collapsed[size_t(at)].node, at);
-    }
-    m_collapsed.pop_back();
-    return true;
-}
-
-void TreeToListProxyModel::sourceShapeChanged()
-{
-    m_rowIndexStale = true;
-    m_entryIndexStale = true;
+    for (int row = m_rowsIndexedUpTo; row < int(m_rows.size()); ++row)
+        m_rowOfNode.insert(m_rows[size_t(row)].sourceIndex, row);
+    m_rowsIndexedUpTo = int(m_rows.size());
 }

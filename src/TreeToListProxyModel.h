@@ -12,32 +12,34 @@
 // Shows a tree model (the device model, a filtered device model, a logical tree)
 // as a flat list for list views: one row per node of the expanded part of the
 // tree, in depth-first order, each with its depth and an expander state. Every
-// node starts collapsed. A collapsed node keeps the rows hidden under it with
-// their own expansion state, so expanding it again shows its subtree as the user
-// left it.
+// node starts collapsed. A collapsed node keeps the expansion state of the nodes
+// below it, so expanding it again shows its subtree as the user left it.
 //
-// The list has no hierarchy for views: rowCount() answers the list length for
-// any parent, parent() is always invalid and hasChildren() is false for rows.
+// It is a list model: the root holds every row, rows have no children and no
+// parent, so views and proxies stacked on it (a search box's recursive filter)
+// see a plain list.
 //
-// Look-ups from source nodes to list rows and to collapsed entries go through
-// hashes keyed by the source's current indexes. They are rebuilt on first use
-// after the source or the list changed shape, so a burst of data changes (a
-// status storm over thousands of cameras) costs one rebuild and then constant
-// time per change.
+// Hidden rows are not copied: the proxy keeps the set of expanded nodes and reads
+// the rows under a node from the source when the node is expanded. Rows inserted
+// anywhere inside a collapsed subtree therefore show at their place when it is
+// expanded, and nothing is done per tree level by recursion: a tree thousands
+// of levels deep costs heap, not stack.
+//
+// Look-ups from source nodes to list rows go through a hash keyed by persistent
+// indexes, which stay valid while the source changes. Rows behind the first
+// insertion or removal are re-indexed on the next look-up, so a burst of data
+// changes (a status storm over thousands of cameras) costs at most one pass over
+// the list and then constant time per change.
 //
 // Choices made where the behaviour was open:
 // - Rows inserted in the source take their place in source order among their
-//   siblings, visible or stored under a collapsed ancestor, so the list always
-//   reads as the depth-first order of the source. Children arriving under a node
-//   that had none are stored collapsed under it.
+//   siblings. Children arriving under a node that had none arrive collapsed.
 // - Rows removed together go in one removal block per run of adjacent list rows,
 //   last run first.
 // - A source layout change (for example a sorting source re-sorting), a row move
 //   and a column change rebuild the list from the source in its new shape,
 //   keeping which nodes were expanded; persistent proxy indexes follow their
 //   nodes.
-// - Expanding a collapsed row whose children were never reported to the proxy
-//   (the source added them with its signals blocked) takes them from the source.
 class TreeToListProxyModel : public QAbstractProxyModel
 {
     Q_OBJECT
@@ -65,6 +67,7 @@ public:
     QModelIndex parent(const QModelIndex& child) const override;
     QModelIndex sibling(int row, int column, const QModelIndex& index) const override;
     bool hasChildren(const QModelIndex& parent = QModelIndex()) const override;
+    Qt::ItemFlags flags(const QModelIndex& index) const override;
     QModelIndex mapToSource(const QModelIndex& proxyIndex) const override;
     QModelIndex mapFromSource(const QModelIndex& sourceIndex) const override;
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
@@ -74,25 +77,14 @@ public:
     Q_INVOKABLE void collapse(int row);
     Q_INVOKABLE void expandAll(int row);
 
+    // For tests and debugging: the first disagreement between the list, its row
+    // index, the set of expanded nodes and the source, or an empty text. Costs a
+    // walk of the expanded part of the source.
+    QString checkConsistency() const;
+
 private:
     using ItemList = std::vector<ListItem>;
-
-    struct CollapsedEntry
-    {
-        QPersistentModelIndex node;
-        ItemList items;
-    };
-
-    // Where the rows of one node's children are kept: a span of the visible list,
-    // a collapsed entry of the node's own, or a span inside an entry of a collapsed
-    // ancestor (the node was expanded when the ancestor collapsed).
-    struct ChildRows
-    {
-        ItemList* items = nullptr;
-        int begin = 0;
-        int end = 0;
-        bool visible = false;
-    };
+    using Runs = std::vector<std::pair<int, int>>;
 
     enum class Indicator { None, Collapsed, Expanded };
 
@@ -111,35 +103,28 @@ private:
     void sourceDestroyed();
 
     bool isSourceRange(const QModelIndex& parent, int first, int last) const;
-    int depthOf(const QModelIndex& sourceIndex) const;
-    ChildRows childRowsOf(const QModelIndex& sourceParent);
-    int insertPosition(const ChildRows& place, const QModelIndex& sourceParent, int last) const;
-    std::vector<std::pair<int, int>> leavingRuns(const ChildRows& place, const QSet<QModelIndex>& leaving) const;
-    void removeRuns(const ChildRows& place, const std::vector<std::pair<int, int>>& runs);
-    void appendChildRows(const QModelIndex& sourceParent, int level, ItemList& out, const QSet<QModelIndex>& expanded);
-    void storeCollapsed(const QModelIndex& node, int childLevel, const QSet<QModelIndex>& expanded);
-    void forgetEntriesUnder(const QModelIndex& node);
-    QSet<QModelIndex> expandedNodes() const;
+    bool showsChildrenOf(const QModelIndex& sourceParent) const;
+    int insertPosition(const QModelIndex& sourceParent, int last) const;
+    Runs visibleRuns(const QModelIndex& sourceParent, int first, int last) const;
+    ItemList shownRowsUnder(const QModelIndex& sourceParent, int level) const;
+    void forgetExpansionUnder(const QModelIndex& sourceParent, int first, int last);
 
     void insertVisible(int at, ItemList rows);
     void removeVisible(int first, int last);
     Indicator indicatorOf(int row) const;
     void announceIndicator(int row);
-    static int subtreeEnd(const ItemList& items, int position);
-
+    int subtreeEnd(int row) const;
     int visibleRowOf(const QModelIndex& sourceIndex) const;
-    int entryOf(const QModelIndex& node);
-    void putEntry(const QModelIndex& node, ItemList items);
-    bool takeEntry(const QModelIndex& node, ItemList* items = nullptr);
-    void sourceShapeChanged();
+    void indexAllRows() const;
 
     ItemList m_rows;
-    std::vector<CollapsedEntry> m_collapsed;
-
-    mutable QHash<QModelIndex, int> m_rowOfSource;
-    mutable bool m_rowIndexStale = true;
-    QHash<QModelIndex, int> m_entryOfNode;
-    bool m_entryIndexStale = true;
+    // Row of each listed node. Entries of rows at or behind m_rowsIndexedUpTo may
+    // be stale after an insertion or removal; visibleRowOf() refreshes them.
+    mutable QHash<QPersistentModelIndex, int> m_rowOfNode;
+    mutable int m_rowsIndexedUpTo = 0;
+    // Nodes that show their children whenever they are shown themselves: the
+    // expanded rows of the list and the nodes left expanded inside a collapsed one.
+    QSet<QPersistentModelIndex> m_expanded;
 
     QPersistentModelIndex m_parentLosingChildren;
     bool m_resetting = false;

@@ -72,9 +72,8 @@ private slots:
         for (QAbstractItemModel* view : std::as_const(views)) {
             QVERIFY(view);
             QCOMPARE(view->parent(), &owner);
-            if (view != flatList)
-                testers << QSharedPointer<QAbstractItemModelTester>::create(
-                    view, QAbstractItemModelTester::FailureReportingMode::Fatal);
+            testers << QSharedPointer<QAbstractItemModelTester>::create(
+                view, QAbstractItemModelTester::FailureReportingMode::Fatal);
         }
         for (QAbstractItemModel* model : {full, valid})
             testers << QSharedPointer<QAbstractItemModelTester>::create(

@@ -2,8 +2,11 @@
 #include "TestSupport.h"
 #include "TreeToListProxyModel.h"
 
+#include <QAbstractItemModelTester>
 #include <QRandomGenerator>
+#include <QSortFilterProxyModel>
 #include <QStandardItemModel>
+#include <QThread>
 #include <QtTest>
 
 #include <functional>
@@ -11,6 +14,8 @@
 
 using Model = StandardTopologyModel;
 using Proxy = TreeToListProxyModel;
+using Tester = QAbstractItemModelTester;
+constexpr auto kFatal = QAbstractItemModelTester::FailureReportingMode::Fatal;
 
 namespace {
 
@@ -105,6 +110,8 @@ struct Fixture
     }
     DeviceTree tree;
     Proxy proxy;
+    Tester listTester{&proxy, kFatal};
+    Tester treeTester{tree.getModel(), kFatal};
     std::unique_ptr<ModelNotificationRecorder> recorder;
 };
 
@@ -130,6 +137,7 @@ private slots:
     void resetEmptiesTheListUntilRowsAreReported();
     void survivesMissingAndDestroyedSources();
     void staysTheExpandedPartOfTheTreeUnderRandomEdits();
+    void followsATreeThousandsOfLevelsDeep();
 };
 
 void TestTreeToListProxyModel::presentsAFlatList()
@@ -140,9 +148,10 @@ void TestTreeToListProxyModel::presentsAFlatList()
     // then only the top-level station shows, collapsed
     QCOMPARE(rowsOf(f.proxy), QStringList{"R+"});
     // when expanded, then its children follow one level deeper, in a list without hierarchy
+    // (row counts, parents and children of rows are Qt's tester's to check)
     f.proxy.expand(0);
-    QCOMPARE(f.proxy.rowCount(f.proxy.index(1, 0)), 5);
-    QVERIFY(!f.proxy.parent(f.proxy.index(1, 0)).isValid() && !f.proxy.hasChildren(f.proxy.index(3, 0)));
+    const QModelIndex station = f.proxy.index(3, 0);
+    QVERIFY(!f.proxy.index(0, 0, station).isValid() && f.proxy.flags(station).testFlag(Qt::ItemNeverHasChildren));
     QVERIFY(!f.proxy.index(5, 0).isValid() && !f.proxy.index(0, 1).isValid());
     QVERIFY(!f.proxy.mapToSource(f.proxy.index(-1, 0)).isValid());
     const QHash<int, QByteArray> names = f.proxy.roleNames();
@@ -218,6 +227,12 @@ void TestTreeToListProxyModel::followsSourceChanges_data()
     QTest::newRow("camera under a station left expanded in a collapsed subtree")
         << s1LeftOpen << insertCamera("S1", "S1/C_3") << "" << "R+" << "expand R"
         << "R- .R/C_1 .R/C_2 .S1- ..S1/C_1 ..S1/C_2 ..S1/C_3 ..S11+ .S2+";
+    QTest::newRow("first children of a station inside a collapsed subtree")
+        << s1LeftOpen << SourceChange([](DeviceTree& tree) {
+               tree.insertNewStationNodes({QVariantMap{{"relayPath", "S1"}, {"stationUID", "S12"}, {"nodeName", "S12"}}});
+               tree.insertNewNodes("S12", {camera("S12/C_1")});
+           })
+        << "" << "R+" << "expand R" << "R- .R/C_1 .R/C_2 .S1- ..S1/C_1 ..S1/C_2 ..S11+ ..S12+ .S2+";
     QTest::newRow("first children of a visible station arrive collapsed")
         << QStringList{"expand R"} << SourceChange([](DeviceTree& tree) {
                tree.insertNewStationNodes({QVariantMap{{"relayPath", "R"}, {"stationUID", "S3"}, {"nodeName", "S3"}}});
@@ -258,6 +273,7 @@ void TestTreeToListProxyModel::followsSourceChanges()
     // then
     QCOMPARE(f.recorder->lines(), ::notifications(notifications));
     QCOMPARE(rowsOf(f.proxy), words(rows));
+    QCOMPARE(f.proxy.checkConsistency(), QString());
     f.apply(words(then).isEmpty() ? QStringList() : QStringList{then});
     QCOMPARE(rowsOf(f.proxy), words(then.isEmpty() ? rows : rowsThen));
 }
@@ -307,6 +323,7 @@ void TestTreeToListProxyModel::resetEmptiesTheListUntilRowsAreReported()
 void TestTreeToListProxyModel::survivesMissingAndDestroyedSources()
 {
     Proxy proxy;
+    Tester tester(&proxy, kFatal);
     ModelNotificationRecorder recorder(&proxy, Qt::DisplayRole);
     proxy.expandAll(0);
     auto source = std::make_unique<QStandardItemModel>();
@@ -337,6 +354,13 @@ void TestTreeToListProxyModel::staysTheExpandedPartOfTheTreeUnderRandomEdits()
     });
     connect(&f.proxy, &QAbstractItemModel::rowsRemoved, this,
             [&](const QModelIndex&, int first, int last) { viewCopy.remove(first, last - first + 1); });
+    // A search box over the list filters recursively, as it does over trees.
+    QSortFilterProxyModel search;
+    search.setRecursiveFilteringEnabled(true);
+    search.setFilterRole(Model::nameRole);
+    search.setFilterFixedString("1");
+    search.setSourceModel(&f.proxy);
+    Tester searchTester(&search, kFatal);
     QSet<QString> expanded;
     // Collects every node below `parent`, and the rows that should show (level -1: none).
     std::function<void(QModelIndex, int, QModelIndexList&, QStringList&)> walk;
@@ -395,8 +419,8 @@ void TestTreeToListProxyModel::staysTheExpandedPartOfTheTreeUnderRandomEdits()
             const QModelIndex found = model->match(QModelIndex(), Model::idRole, *it).value(0);
             it = found.isValid() && model->rowCount(found) > 0 ? std::next(it) : expanded.erase(it);
         }
-        // then the list is the expanded part of the tree, the view's copy agrees,
-        // and every node maps to its row or to none
+        // then the list is the expanded part of the tree, the view's copy agrees, the
+        // search shows the rows that match, and every node maps to its row or to none
         nodes.clear();
         QStringList expected;
         walk(QModelIndex(), 0, nodes, expected);
@@ -405,6 +429,9 @@ void TestTreeToListProxyModel::staysTheExpandedPartOfTheTreeUnderRandomEdits()
                                        .arg(stationId, nodeId, rowsOf(f.proxy).join(' '), expected.join(' '))
                                        .toUtf8();
         QVERIFY2(rowsOf(f.proxy) == expected && viewCopy.size() == f.proxy.rowCount(), context.constData());
+        QVERIFY2(search.rowCount() == expected.filter("1").size(), context.constData());
+        const QString inconsistency = f.proxy.checkConsistency();
+        QVERIFY2(inconsistency.isEmpty(), qPrintable(inconsistency + '\n' + context));
         for (const QModelIndex& node : std::as_const(nodes)) {
             const QModelIndex shown = f.proxy.mapFromSource(node);
             const QString name = node.data(Model::nameRole).toString();
@@ -413,6 +440,60 @@ void TestTreeToListProxyModel::staysTheExpandedPartOfTheTreeUnderRandomEdits()
                      context.constData());
         }
     }
+}
+
+void TestTreeToListProxyModel::followsATreeThousandsOfLevelsDeep()
+{
+    // On Windows' default 1 MiB thread stack a walk that recursed per level of the
+    // tree would overflow long before this depth.
+    constexpr int kDepth = 5000;
+    QStringList steps;
+    std::unique_ptr<QThread> thread(QThread::create([&steps] {
+        // given a chain of folders, built row by row: QStandardItemModel itself
+        // recurses when a deep branch is inserted or deleted in one piece
+        QStandardItemModel source;
+        Tester sourceTester(&source, kFatal);
+        std::vector<QStandardItem*> chain;
+        for (QStandardItem* deepest = source.invisibleRootItem(); int(chain.size()) < kDepth;) {
+            chain.push_back(new QStandardItem(QString::number(chain.size())));
+            deepest->appendRow(chain.back());
+            deepest = chain.back();
+        }
+        Proxy proxy;
+        const auto record = [&](const char* step) {
+            steps << QStringLiteral("%1: %2 rows %3").arg(step).arg(proxy.rowCount()).arg(proxy.checkConsistency());
+        };
+        // when attached, expanded, collapsed and expanded again
+        proxy.setSourceModel(&source);
+        record("attached");
+        proxy.expandAll(0);
+        record("expandAll");
+        // Qt's tester walks the whole list after each notification: it joins once
+        // expandAll's ten thousand are done.
+        Tester listTester(&proxy, kFatal);
+        proxy.collapse(0);
+        record("collapsed");
+        proxy.expand(0);
+        record("expanded again");
+        // when the lower half goes under a collapsed folder, then the rest
+        proxy.collapse(kDepth / 2);
+        chain[kDepth / 2]->takeRow(0);
+        record("lower half removed");
+        source.invisibleRootItem()->takeRow(0);
+        record("removed");
+        // Deleted bottom-up, so that no item deletes a deep branch.
+        for (int level = kDepth - 1; level > 0; --level) {
+            chain[size_t(level - 1)]->takeRow(0);
+            delete chain[size_t(level)];
+        }
+        delete chain.front();
+    }));
+    thread->setStackSize(1024 * 1024);
+    thread->start();
+    thread->wait();
+    // then every step keeps the list whole, the expansion inside kept
+    QCOMPARE(steps, (QStringList{"attached: 1 rows ", "expandAll: 5000 rows ", "collapsed: 1 rows ",
+                                 "expanded again: 5000 rows ", "lower half removed: 2501 rows ", "removed: 0 rows "}));
 }
 
 QTEST_MAIN(TestTreeToListProxyModel)
