@@ -158,16 +158,17 @@ private slots:
     {
         Fixture given;
         const QString frameworkError = QStringLiteral("{6A1F3C8E-4B2D-4E7A-9C05-B8D2E1F47A36}FrameworkInternalError");
-        void* context = new QVariantMap{{QStringLiteral("relayPath"), QStringLiteral("dispatch-order")}};
+        given.plugin.refreshCameraInfo({{QStringLiteral("idRole"), QStringLiteral("dispatch-order/C_1")},
+                                        {QStringLiteral("parentStationIDRole"), QStringLiteral("dispatch-order")}},
+                                       true);
 
-        given.plugin.CommandProcessor(QStringLiteral("RetrieveAllCamInfo"), QVariant(), context, frameworkError,
-                                      QString(), true, QString());
+        given.framework.respond(0, QVariant(), frameworkError);
 
         const QList<QByteArray> lines = logged();
         QVERIFY(lines.size() >= 2);
         QCOMPARE(lines.at(0), ("RetrieveNodeInfo fail station:dispatch-order, return code :" + frameworkError).toLocal8Bit());
         QCOMPARE(lines.at(1),
-                 ("Get CamInfo fail, station: dispatch-order, returnCode: " + frameworkError + ", cmd: RetrieveAllCamInfo")
+                 ("Get CamInfo fail, station: dispatch-order, returnCode: " + frameworkError + ", cmd: RetrieveCamInfo")
                      .toLocal8Bit());
     }
 
@@ -334,7 +335,7 @@ private slots:
                                       QStringLiteral("0"), QString(), true, QString());
 
         // when
-        given.plugin.CommandProcessor(QStringLiteral("RetrieveAllDeviceTopology"), allTopology, new QString(),
+        given.plugin.CommandProcessor(QStringLiteral("RetrieveAllDeviceTopology"), allTopology, nullptr,
                                       QStringLiteral("0"), QString(), true, QString());
         const QVariantList stationTree = given.plugin.getStationTree();
         const qsizetype stationsFound = given.plugin.getStationRelayPathList(true).size();

@@ -128,9 +128,10 @@ private slots:
                 {"cameras", QVariantList{QVariantMap{{"camUID", "S_1/C_2"},
                                                      {"camInfo", QVariantMap{{"type", "Dome"}, {"diCount", 1}}}}}},
                 {"stations", QVariantList{QVariantMap{{"stationUID", "S_1"}, {"info", QVariantMap{{"Model", "X9"}}}}}}};
-        void* context = new QVariantMap{{"relayPath", "S_1"}, {"camIDList", QStringList{"S_1/C_2"}}};
+        const QVariantMap camera{{"idRole", "S_1/C_2"}, {"parentStationIDRole", "S_1"}};
+        given.plugin.refreshCameraInfo(camera, true);
 
-        given.plugin.CommandProcessor("RetrieveCamInfo", answer, context, "0", QString(), true, QString());
+        given.framework.respond(given.framework.lastIndexOf("RetrieveCamInfo"), answer);
 
         QCOMPARE(heard, (QStringList{"dido S_1/C_2 Dome", "dido S_1 X9", "device info S_1", "status retrieved",
                                      "refresh 1 1 S_1 S_1/C_2"}));
@@ -140,7 +141,6 @@ private slots:
         given.framework.clearRequests();
         QSignalSpy refreshed(&given.plugin, &PluginTopologyMgt::refreshCameraInfoResp);
         QSignalSpy rules(&given.plugin, &PluginTopologyMgt::updateVCARulesResp);
-        const QVariantMap camera{{"idRole", "S_1/C_2"}, {"parentStationIDRole", "S_1"}};
 
         given.plugin.refreshCameraInfo(camera, true);
         given.plugin.getServerInfo();

@@ -2,7 +2,6 @@
 #include <QTest>
 
 #include "PluginBase.h"
-#include "RequestContexts.h"
 #include "ScenarioGenerator.h"
 #include "SimulatedFramework.h"
 #include "SimulatedInstallation.h"
@@ -13,8 +12,7 @@
 
 namespace {
 
-// Stands in for the module: records what the framework delivers and frees each
-// context after its answer, as the module does.
+// Stands in for the module: records what the framework delivers.
 class RecordingPlugin : public PluginBase
 {
 public:
@@ -25,13 +23,12 @@ public:
     bool InitialPluginBase(QQmlContext*, void*, FrameworkWrapperBase*) override { return true; }
     void EventProcessor(QString event, qint64, int, int, QVariant, const QString&) override { traffic << event; }
     void EventProcessorEx(QString, ConfigBase*, qint64, int, int, QVariant, const QString&) override {}
-    void CommandProcessor(QString command, QVariant respData, void* pvContext, QString returnCode, QString, bool,
+    void CommandProcessor(QString command, QVariant respData, void*, QString returnCode, QString, bool,
                           const QString&) override
     {
         traffic << command;
         returnCodes << returnCode;
         lastAnswer = respData;
-        RequestContexts::release(command, pvContext);
     }
     void CommandProcessorEx(QString, ConfigBase*, QVariant, void*, QString, QString, bool, const QString&) override {}
     bool Init(QQmlContext*) override { return true; }
@@ -48,17 +45,12 @@ struct Simulation
         loaded = installation.loadFile(qEnvironmentVariable("TOPOLOGY_EXAMPLES_DIR") + "/sample-installation.json");
         installation.attach(&framework);
     }
-    // Sends a request with the context the module would give it; true once its answer arrived.
+    // Sends a request; true once its answer arrived.
     bool answer(const QString& command, const char* station = nullptr)
     {
         const QVariantMap arguments = station ? QVariantMap{{"relayPath", station}} : QVariantMap();
-        void* context = nullptr;
-        if (RequestContexts::carriesStationId(command))
-            context = RequestContexts::makeStationContext(arguments.value("relayPath").toString());
-        else if (RequestContexts::carriesArguments(command))
-            context = RequestContexts::makeArgumentsContext(arguments);
         const qsizetype before = plugin.returnCodes.size();
-        framework.SendRequest(nullptr, "test", command, station ? QVariant(arguments) : QVariant(), context, false, QString());
+        framework.SendRequest(nullptr, "test", command, station ? QVariant(arguments) : QVariant(), nullptr, false, QString());
         return QTest::qWaitFor([&] { return plugin.returnCodes.size() > before; }, 2000);
     }
 
