@@ -26,30 +26,46 @@ private:
 
     static QList<QByteArray> logged() { return QorbLogUtlStub::messages(); }
 
-    // Every row of a model, depth first, with all of its data.
-    static void dumpRows(const QAbstractItemModel* model, const QModelIndex& parent, QStringList& lines)
+    // Connected to a login station with the cameras C_1 and C_2, whose whole
+    // topology has been answered; its camera information, locations and a
+    // re-read of its topology are still owed. One web page, WP_9, is shown.
+    struct Connected : Fixture
     {
-        for (int row = 0; row < model->rowCount(parent); ++row) {
-            const QModelIndex index = model->index(row, 0, parent);
-            QString line;
-            QDebug(&line) << model->itemData(index);
-            lines << line;
-            dumpRows(model, index, lines);
+        Connected()
+        {
+            const auto camera = [](const char* id) {
+                return QVariantMap{{"nodeUID", id}, {"nodeName", id}, {"nodeType", "Camera"}};
+            };
+            plugin.PluginServerConnected();
+            framework.respond(framework.indexOf("RetrieveLoginStationInfo"), QVariantMap{{"stationName", "s_HQ"}});
+            framework.respond(framework.indexOf("RetrieveAllDeviceTopology"),
+                              QVariantMap{{"", QVariantMap{{"parentStationID", ""},
+                                                           {"nodeList", QVariantList{camera("C_1"), camera("C_2")}}}}});
+            plugin.retrieveDeviceTopology(QString());
+            framework.broadcast("NotifyWebPageChanged", QVariantList{QVariantMap{{"id", "WP_9"}, {"pageName", "Old"}}});
+            QorbLogUtlStub::clear();
         }
-    }
+        QAbstractItemModelTester deviceModelTester{plugin.getStandardTopologyModel(),
+                                                   QAbstractItemModelTester::FailureReportingMode::Fatal};
+        QObject owner;
+        QAbstractItemModelTester webPageTester{plugin.getWebPageTreeSortFilterModel(&owner),
+                                               QAbstractItemModelTester::FailureReportingMode::Fatal};
+    };
 
-    // What the views and the other plug-ins can read of one connection.
-    static QStringList snapshot(PluginTopologyMgt& plugin)
+    // What a reply of that name leaves in the plug-in, among the cameras C_1..C_4
+    // and the web pages WP_1, WP_2 and WP_9.
+    static QStringList heldAfter(const QString& command, PluginTopologyMgt& plugin)
     {
-        QStringList lines;
-        dumpRows(plugin.getStandardTopologyModel(), QModelIndex(), lines);
-        dumpRows(plugin.logicalTree().getModel(), QModelIndex(), lines);
-        for (const QVariant& camera : plugin.getCameraInfoList()) {
-            const QString cameraId = camera.toMap().value(QStringLiteral("idRole")).toString();
-            QDebug(&lines.emplaceBack()) << camera << plugin.locationInfo(cameraId) << plugin.cameraStatus(cameraId);
+        QStringList held;
+        for (const char* id : {"C_1", "C_2", "C_3", "C_4", "WP_1", "WP_2", "WP_9"}) {
+            const bool holds = command == "RetrieveAllCamInfo" ? !plugin.cameraInfoMap(id).isEmpty()
+                : command == "QryCamLocation"                   ? !plugin.locationInfo(id).isEmpty()
+                : command == "RetrieveDeviceTopology"           ? plugin.deviceTree().contains(id)
+                                                                : !plugin.queryWebPageName(id).isEmpty();
+            if (holds)
+                held << id;
         }
-        QDebug(&lines.emplaceBack()) << plugin.getLogicalTreeMap();
-        return lines;
+        return held;
     }
 
 private slots:
@@ -172,6 +188,105 @@ private slots:
                      .toLocal8Bit());
     }
 
+    void replyInPartsEndsAsInOnePiece_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QVariantList>("parts");
+        QTest::addColumn<QByteArray>("flag"); // a retrieved flag the last part raises
+        QTest::addColumn<QByteArray>("announcement"); // emitted once, with the last part
+        QTest::addColumn<QStringList>("held");
+        const auto cameraInfo = [](const char* id) {
+            return QVariantMap{{"relayPath", ""},
+                               {"cameras", QVariantList{QVariantMap{{"camUID", id}, {"camInfo", QVariantMap{{"name", id}}}}}}};
+        };
+        const auto location = [](const char* id, const char* location) {
+            const QVariantMap channel{{"Name", location}, {"Available", true}, {"Alias", id}, {"RefAlias", id}};
+            return QVariantMap{{"relayPath", ""},
+                               {"locInfo", QVariantList{QVariantMap{{"Name", location}, {"locs", QVariantList{channel}}}}}};
+        };
+        const auto nodes = [](const QStringList& ids) {
+            QVariantList list;
+            for (const QString& id : ids)
+                list << QVariantMap{{"nodeUID", id}, {"nodeName", id}, {"nodeType", "Camera"}};
+            return QVariantMap{{"parentStationID", ""}, {"nodeList", list}};
+        };
+        const auto page = [](const char* id) { return QVariantList{QVariantMap{{"id", id}, {"pageName", id}}}; };
+
+        QTest::newRow("camera information") << "RetrieveAllCamInfo" << QVariantList{cameraInfo("C_1"), cameraInfo("C_2")}
+                                            << QByteArray("nodeInfoRetrieved")
+                                            << QByteArray(SIGNAL(deviceInfoRetrieved(QString))) << QStringList{"C_1", "C_2"};
+        QTest::newRow("locations") << "QryCamLocation" << QVariantList{location("C_1", "Loc1"), location("C_2", "Loc2")}
+                                   << QByteArray("locationRetrieved") << QByteArray(SIGNAL(deviceInfoRetrieved(QString)))
+                                   << QStringList{"C_1", "C_2"};
+        // The part that first brings nodes replaces the station's children, even after an empty part.
+        QTest::newRow("station topology") << "RetrieveDeviceTopology"
+                                          << QVariantList{nodes({}), nodes({"C_3"}), nodes({"C_4"})} << QByteArray()
+                                          << QByteArray(SIGNAL(stationConnectionStatusChanged(QString,bool,bool)))
+                                          << QStringList{"C_3", "C_4"};
+        // Without a context, parts are told apart by the request name.
+        QTest::newRow("web pages") << "getAllWebPage" << QVariantList{page("WP_1"), page("WP_2")} << QByteArray()
+                                   << QByteArray(SIGNAL(webPageChanged())) << QStringList{"WP_1", "WP_2"};
+    }
+    void replyInPartsEndsAsInOnePiece()
+    {
+        QFETCH(QString, command);
+        QFETCH(QVariantList, parts);
+        QFETCH(QByteArray, flag);
+        QFETCH(QByteArray, announcement);
+        QFETCH(QStringList, held);
+        Connected given;
+        QSignalSpy announced(&given.plugin, announcement.constData());
+        const int request = given.framework.lastIndexOf(command);
+        QVERIFY(request >= 0);
+
+        for (qsizetype part = 0; part < parts.size(); ++part) {
+            const bool last = part == parts.size() - 1;
+            given.framework.respond(request, parts.at(part), QStringLiteral("0"), last);
+
+            QCOMPARE(announced.count(), last ? 1 : 0);
+            QVERIFY(flag.isEmpty() || given.plugin.property(flag.constData()).toBool() == last);
+        }
+        QCOMPARE(heldAfter(command, given.plugin), held);
+    }
+
+    void repliesWithContextsNoLongerHeldAreDropped_data()
+    {
+        QTest::addColumn<QString>("context");
+        QTest::newRow("second last part") << "answered";
+        QTest::newRow("after disconnecting") << "retired";
+        QTest::newRow("made up") << "made up";
+        QTest::newRow("made for another request") << "another request's";
+    }
+    void repliesWithContextsNoLongerHeldAreDropped()
+    {
+        QFETCH(QString, context);
+        Connected given;
+        const RecordedRequest locations = given.framework.requests().at(given.framework.indexOf("QryCamLocation"));
+        QString madeUp = QStringLiteral("S_1");
+        void* stale = locations.context;
+        if (context == "answered")
+            given.framework.respond(given.framework.indexOf("QryCamLocation"), QVariantMap());
+        else if (context == "retired")
+            given.plugin.PluginServerDisconnected();
+        else if (context == "made up")
+            stale = &madeUp;
+        else
+            stale = given.framework.requests().at(given.framework.indexOf("RetrieveAllCamInfo")).context;
+        QorbLogUtlStub::clear();
+        QSignalSpy announced(&given.plugin, &PluginTopologyMgt::deviceInfoRetrieved);
+        QSignalSpy flag(&given.plugin, &PluginTopologyMgt::locationRetrievedChanged);
+        const qsizetype sent = given.framework.requests().size();
+
+        // A failure would be logged by its handler and retried by the commander.
+        given.plugin.CommandProcessor(QStringLiteral("QryCamLocation"), QVariantMap{{"relayPath", ""}}, stale,
+                                      QStringLiteral("500"), QString(), true, QString());
+
+        QCOMPARE(logged(), QList<QByteArray>{
+                               "PluginTopologyMgt::CommandProcessor, reply QryCamLocation dropped: its context is not held for it"});
+        QCOMPARE(announced.count() + flag.count(), 0);
+        QCOMPARE(given.framework.requests().size(), sent);
+    }
+
     void whoAmIAnswerBecomesTheClientId()
     {
         Fixture given;
@@ -258,7 +373,7 @@ private slots:
     {
         SampleConnection given;
         QVERIFY(given.ready());
-        const QStringList firstConnection = snapshot(given.plugin);
+        const QStringList firstConnection = given.snapshot();
         const QString recordedCamera = QStringLiteral("C_1");
         QVERIFY(!given.plugin.locationInfo(recordedCamera).isEmpty());
         QVERIFY(!given.plugin.cameraStatus(recordedCamera).isEmpty());
@@ -280,7 +395,7 @@ private slots:
         given.plugin.PluginServerConnected();
 
         QVERIFY(QTest::qWaitFor([&] { return given.allRetrieved() && given.installation.pendingAnswers() == 0; }));
-        QCOMPARE(snapshot(given.plugin), firstConnection);
+        QCOMPARE(given.snapshot(), firstConnection);
     }
 
     void deeplyNestedServerTreeIsHarmless()

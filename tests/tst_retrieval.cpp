@@ -71,6 +71,52 @@ private slots:
         QCOMPARE(announced, (QStringList{"", "S_1", "S_2", "S_1/S_3"}));
     }
 
+    // Every answer in three parts: the trees with all their data, the camera
+    // records, the locations, the requests sent and each signal's emissions
+    // come out as with every answer in one piece.
+    void answersInPartsEndAsAnswersInOnePiece()
+    {
+        struct Outcome
+        {
+            QStringList state;
+            QStringList requests;
+            QMap<QByteArray, QStringList> emitted;
+        };
+        const auto connectWith = [](int answerParts) {
+            QVariantMap scenario = SampleConnection::sampleScenario();
+            scenario.insert("answerParts", answerParts);
+            SampleConnection connection(scenario, false);
+            std::vector<std::unique_ptr<QSignalSpy>> spies;
+            const QMetaObject& meta = PluginTopologyMgt::staticMetaObject;
+            for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+                if (meta.method(i).methodType() == QMetaMethod::Signal)
+                    spies.push_back(std::make_unique<QSignalSpy>(
+                        &connection.plugin, (QByteArray("2") + meta.method(i).methodSignature()).constData()));
+            }
+            Outcome outcome;
+            if (!connection.loaded || !connection.connectAndWait())
+                return outcome;
+            outcome.state = connection.snapshot();
+            outcome.requests = connection.framework.commandNames();
+            for (const auto& spy : spies) {
+                QStringList& emissions = outcome.emitted[spy->signal()];
+                for (const QList<QVariant>& arguments : std::as_const(*spy))
+                    QDebug(&emissions.emplaceBack()) << arguments;
+            }
+            return outcome;
+        };
+
+        const Outcome onePiece = connectWith(1);
+        const Outcome inParts = connectWith(3);
+
+        QVERIFY(!onePiece.state.isEmpty() && !inParts.state.isEmpty());
+        QCOMPARE(inParts.state, onePiece.state);
+        QCOMPARE(inParts.requests, onePiece.requests);
+        QCOMPARE(inParts.emitted.keys(), onePiece.emitted.keys());
+        for (auto signal = onePiece.emitted.cbegin(); signal != onePiece.emitted.cend(); ++signal)
+            QVERIFY2(inParts.emitted.value(signal.key()) == signal.value(), signal.key().constData());
+    }
+
     void failedRequestsAreRetriedEvenAfterADisconnection()
     {
         SampleConnection given(SampleConnection::sampleScenario(), false);
