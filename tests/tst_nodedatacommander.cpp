@@ -426,7 +426,7 @@ private slots:
             << QVariant(QVariantMap{{"", topology("", {node("A", "Station")})}, {"A", topology("A", {})}}) << "0";
         QTest::newRow("station topology, gathered")
             << "RetrieveDeviceTopology"
-            << QVariantList{topology("S", {node("c1", "Camera")}), topology("S", {node("S1", "Station"), node("N", "Station", true)})}
+            << QVariantList{topology("S", {node("c1", "Camera"), node("S1", "Station")}), topology("S", {node("N", "Station", true)})}
             << QVariant(topology("S", {node("c1", "Camera"), node("S1", "Station"), node("N", "Station", true)})) << "0";
         QTest::newRow("camera information, framework failure resent once")
             << "RetrieveAllCamInfo" << QVariantList{QVariant(), QVariant(), QVariant()} << QVariant() << kFrameworkFailure;

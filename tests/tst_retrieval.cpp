@@ -71,20 +71,31 @@ private slots:
         QCOMPARE(announced, (QStringList{"", "S_1", "S_2", "S_1/S_3"}));
     }
 
-    // Every answer in three parts: the trees with all their data, the camera
-    // records, the locations, the requests sent and each signal's emissions
-    // come out as with every answer in one piece.
+    void answersInPartsEndAsAnswersInOnePiece_data()
+    {
+        QTest::addColumn<bool>("nodeInfoPerStation");
+        QTest::newRow("node information handed over") << false;
+        // Without the whole node information each station's own answer is read.
+        QTest::newRow("node information asked of each station") << true;
+    }
+    // Every answer in three parts, through the retrieval and the timeline's
+    // broadcasts: the trees with all their data, the camera records, the
+    // locations, the requests sent and each signal's emissions come out as with
+    // every answer in one piece.
     void answersInPartsEndAsAnswersInOnePiece()
     {
+        QFETCH(bool, nodeInfoPerStation);
         struct Outcome
         {
             QStringList state;
             QStringList requests;
             QMap<QByteArray, QStringList> emitted;
         };
-        const auto connectWith = [](int answerParts) {
+        const auto connectWith = [nodeInfoPerStation](int answerParts) {
             QVariantMap scenario = SampleConnection::sampleScenario();
             scenario.insert("answerParts", answerParts);
+            if (nodeInfoPerStation)
+                scenario.insert("failures", QVariantList{QVariantMap{{"request", "RetrieveAllNodeInfo"}, {"code", "1"}}});
             SampleConnection connection(scenario, false);
             std::vector<std::unique_ptr<QSignalSpy>> spies;
             const QMetaObject& meta = PluginTopologyMgt::staticMetaObject;
@@ -95,6 +106,11 @@ private slots:
             }
             Outcome outcome;
             if (!connection.loaded || !connection.connectAndWait())
+                return outcome;
+            QSignalSpy timelineFinished(&connection.installation, &SimulatedInstallation::timelineFinished);
+            connection.installation.setTimelineTimeScale(0.0);
+            connection.installation.startTimeline();
+            if (!QTest::qWaitFor([&] { return !timelineFinished.isEmpty() && connection.installation.pendingAnswers() == 0; }))
                 return outcome;
             outcome.state = connection.snapshot();
             outcome.requests = connection.framework.commandNames();
