@@ -72,12 +72,6 @@ public:
     {
         answer(pending(name, station), data, code);
     }
-    // One part of the answer: `completed` false, the request still pending.
-    void answerPart(int index, const QVariant& data, const QString& code)
-    {
-        QVERIFY(index >= 0 && !requests[index].answered);
-        m_commander.commandProcessor(requests[index].name, data, requests[index].context, code, false);
-    }
     void broadcast(const QString& name, const QVariant& payload)
     {
         m_commander.commandProcessor(name, payload, nullptr, QStringLiteral("0"), true);
@@ -412,71 +406,6 @@ private slots:
         QVERIFY(!commander.isLocationRetrieved());
         commander.reset();
         QCOMPARE(logicalTree.count() + topologyFlag.count() + serverInfo.count(), 4);
-    }
-
-    void repliesInPartsCountOnceOnTheirLastPart_data()
-    {
-        QTest::addColumn<QString>("request");
-        QTest::addColumn<QVariantList>("parts");
-        QTest::addColumn<QVariant>("whole");
-        QTest::addColumn<QString>("code");
-        const QVariantMap stationAOnly{{"A", topology("A", {})}};
-        QTest::newRow("whole topology, gathered")
-            << "RetrieveAllDeviceTopology" << QVariantList{QVariantMap{{"", topology("", {node("A", "Station")})}}, stationAOnly}
-            << QVariant(QVariantMap{{"", topology("", {node("A", "Station")})}, {"A", topology("A", {})}}) << "0";
-        QTest::newRow("station topology, gathered")
-            << "RetrieveDeviceTopology"
-            << QVariantList{topology("S", {node("c1", "Camera"), node("S1", "Station")}), topology("S", {node("N", "Station", true)})}
-            << QVariant(topology("S", {node("c1", "Camera"), node("S1", "Station"), node("N", "Station", true)})) << "0";
-        QTest::newRow("camera information, framework failure resent once")
-            << "RetrieveAllCamInfo" << QVariantList{QVariant(), QVariant(), QVariant()} << QVariant() << kFrameworkFailure;
-        QTest::newRow("locations, failure retried once")
-            << "QryCamLocation" << QVariantList{QVariant(), QVariant()} << QVariant() << "80001000";
-    }
-    void repliesInPartsCountOnceOnTheirLastPart()
-    {
-        QFETCH(QString, request);
-        QFETCH(QVariantList, parts);
-        QFETCH(QVariant, whole);
-        QFETCH(QString, code);
-        // The same request on two commanders, answered in parts and in one piece.
-        const auto ask = [&](NodeDataCommander& commander) {
-            if (request == "RetrieveAllDeviceTopology")
-                commander.start();
-            else if (request == "RetrieveDeviceTopology")
-                commander.retrieveDeviceTopology("S");
-            else if (request == "RetrieveAllCamInfo")
-                commander.retrieveAllCamInfo("S");
-            else
-                commander.queryLocations("S");
-        };
-        const auto flags = [](const NodeDataCommander& commander) {
-            return QList<bool>{commander.isNodeInfoRetrieved(), commander.isCamStatusRetrieved(),
-                               commander.isTopologyRetrieved(), commander.isServerInfoRetrieved(),
-                               commander.isLogicalTreeRetrieved(), commander.isLocationRetrieved()};
-        };
-        NodeDataCommander inParts, inOnePiece;
-        Recorder partsRecorder(inParts), onePieceRecorder(inOnePiece);
-        ask(inParts);
-        ask(inOnePiece);
-        const QString station = request == "RetrieveAllDeviceTopology" ? QString() : QStringLiteral("S");
-        const int index = partsRecorder.pending(request, station);
-        const int sent = partsRecorder.requests.size();
-        const QList<bool> flagsBefore = flags(inParts);
-
-        for (qsizetype part = 0; part + 1 < parts.size(); ++part) {
-            partsRecorder.answerPart(index, parts.at(part), code);
-            QCOMPARE(partsRecorder.requests.size(), sent);
-            QCOMPARE(flags(inParts), flagsBefore);
-            QVERIFY(timersOf(&inParts).isEmpty());
-        }
-        partsRecorder.answer(index, parts.constLast(), code);
-        onePieceRecorder.answer(request, station, whole, code);
-
-        QCOMPARE(partsRecorder.sequence(sent), onePieceRecorder.sequence(sent));
-        QVERIFY(partsRecorder.requests.size() > sent || code == "80001000");
-        QCOMPARE(flags(inParts), flags(inOnePiece));
-        QCOMPARE(timersOf(&inParts).size(), timersOf(&inOnePiece).size());
     }
 
     void eventsAskForWhatChanged()

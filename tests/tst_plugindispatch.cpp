@@ -27,8 +27,8 @@ private:
     static QList<QByteArray> logged() { return QorbLogUtlStub::messages(); }
 
     // Connected to a login station with the cameras C_1 and C_2, whose whole
-    // topology has been answered; its camera information, locations and a
-    // re-read of its topology are still owed. One web page, WP_9, is shown.
+    // topology has been answered; its camera information, locations and two
+    // re-reads of its topology are still owed. One web page, WP_9, is shown.
     struct Connected : Fixture
     {
         Connected()
@@ -42,6 +42,7 @@ private:
                               QVariantMap{{"", QVariantMap{{"parentStationID", ""},
                                                            {"nodeList", QVariantList{camera("C_1"), camera("C_2")}}}}});
             plugin.retrieveDeviceTopology(QString());
+            plugin.retrieveAllDeviceTopology(QString());
             framework.broadcast("NotifyWebPageChanged", QVariantList{QVariantMap{{"id", "WP_9"}, {"pageName", "Old"}}});
             QorbLogUtlStub::clear();
         }
@@ -60,7 +61,7 @@ private:
         for (const char* id : {"C_1", "C_2", "C_3", "C_4", "WP_1", "WP_2", "WP_9"}) {
             const bool holds = command == "RetrieveAllCamInfo" ? !plugin.cameraInfoMap(id).isEmpty()
                 : command == "QryCamLocation"                   ? !plugin.locationInfo(id).isEmpty()
-                : command == "RetrieveDeviceTopology"           ? plugin.deviceTree().contains(id)
+                : command.endsWith("DeviceTopology")            ? plugin.deviceTree().contains(id)
                                                                 : !plugin.queryWebPageName(id).isEmpty();
             if (holds)
                 held << id;
@@ -192,8 +193,10 @@ private slots:
     {
         QTest::addColumn<QString>("command");
         QTest::addColumn<QVariantList>("parts");
-        QTest::addColumn<QByteArray>("flag"); // a retrieved flag the last part raises
+        QTest::addColumn<QString>("code");
         QTest::addColumn<QByteArray>("announcement"); // emitted once, with the last part
+        QTest::addColumn<QByteArray>("flag"); // a retrieved flag the last part raises
+        QTest::addColumn<QStringList>("sentAfter"); // the requests the last part makes the module send
         QTest::addColumn<QStringList>("held");
         const auto cameraInfo = [](const char* id) {
             return QVariantMap{{"relayPath", ""},
@@ -204,48 +207,71 @@ private slots:
             return QVariantMap{{"relayPath", ""},
                                {"locInfo", QVariantList{QVariantMap{{"Name", location}, {"locs", QVariantList{channel}}}}}};
         };
-        const auto nodes = [](const QStringList& ids) {
+        const auto nodes = [](const QString& station, const QStringList& ids) {
             QVariantList list;
             for (const QString& id : ids)
-                list << QVariantMap{{"nodeUID", id}, {"nodeName", id}, {"nodeType", "Camera"}};
-            return QVariantMap{{"parentStationID", ""}, {"nodeList", list}};
+                list << QVariantMap{{"nodeUID", id}, {"nodeName", id}, {"nodeType", id.startsWith("S_") ? "Station" : "Camera"}};
+            return QVariantMap{{"parentStationID", station}, {"nodeList", list}};
         };
         const auto page = [](const char* id) { return QVariantList{QVariantMap{{"id", id}, {"pageName", id}}}; };
+        const QString frameworkFailure = "{6A1F3C8E-4B2D-4E7A-9C05-B8D2E1F47A36}FrameworkInternalError";
+        const QStringList stationDetails{"RetrieveServerInfo", "GetRedundantServersStatus",
+                                         "GetSKYRCloudConnectionTimeoutList"};
 
-        QTest::newRow("camera information") << "RetrieveAllCamInfo" << QVariantList{cameraInfo("C_1"), cameraInfo("C_2")}
-                                            << QByteArray("nodeInfoRetrieved")
-                                            << QByteArray(SIGNAL(deviceInfoRetrieved(QString))) << QStringList{"C_1", "C_2"};
+        QTest::newRow("camera information")
+            << "RetrieveAllCamInfo" << QVariantList{cameraInfo("C_1"), cameraInfo("C_2")} << "0"
+            << QByteArray(SIGNAL(deviceInfoRetrieved(QString))) << QByteArray("nodeInfoRetrieved")
+            << QStringList{"SubscribeCamStatus", "RetrieveRuleInfo", "GetDiDoRefName", "RetrieveExternalDevs",
+                           "SubscribeCameraEvent", "SubscribeStationDIDOEvent", "SubscribeExtIODeviceEvent"}
+            << QStringList{"C_1", "C_2"};
+        // The retry budget is spent once per reply.
+        QTest::newRow("camera information, framework failure")
+            << "RetrieveAllCamInfo" << QVariantList{QVariant(), QVariant()} << frameworkFailure
+            << QByteArray(SIGNAL(refreshCameraInfoResp(bool,bool,QString,QString))) << QByteArray()
+            << QStringList{"RetrieveAllCamInfo"} << QStringList();
         QTest::newRow("locations") << "QryCamLocation" << QVariantList{location("C_1", "Loc1"), location("C_2", "Loc2")}
-                                   << QByteArray("locationRetrieved") << QByteArray(SIGNAL(deviceInfoRetrieved(QString)))
-                                   << QStringList{"C_1", "C_2"};
+                                   << "0" << QByteArray(SIGNAL(deviceInfoRetrieved(QString)))
+                                   << QByteArray("locationRetrieved") << QStringList() << QStringList{"C_1", "C_2"};
         // The part that first brings nodes replaces the station's children, even after an empty part.
-        QTest::newRow("station topology") << "RetrieveDeviceTopology"
-                                          << QVariantList{nodes({}), nodes({"C_3"}), nodes({"C_4"})} << QByteArray()
-                                          << QByteArray(SIGNAL(stationConnectionStatusChanged(QString,bool,bool)))
-                                          << QStringList{"C_3", "C_4"};
+        QTest::newRow("station topology")
+            << "RetrieveDeviceTopology" << QVariantList{nodes("", {}), nodes("", {"C_3"}), nodes("", {"C_4"})} << "0"
+            << QByteArray(SIGNAL(stationConnectionStatusChanged(QString,bool,bool))) << QByteArray()
+            << QStringList{"RetrieveAllCamInfo", "QryCamLocation"} + stationDetails << QStringList{"C_3", "C_4"};
+        // The station processing needs every station of the answer at once.
+        QTest::newRow("whole topology")
+            << "RetrieveAllDeviceTopology"
+            << QVariantList{QVariantMap{{"", nodes("", {"C_3", "S_1"})}}, QVariantMap{{"S_1", nodes("S_1", {})}}} << "0"
+            << QByteArray(SIGNAL(stationInserted(QString,QString,QString))) << QByteArray()
+            << QStringList{"QryCamLocation", "QryCamLocation", "RetrieveAllCamInfo"} + stationDetails
+                   + QStringList{"GetFailoverStatus", "RetrieveAllCamInfo"} + stationDetails + QStringList{"GetFailoverStatus"}
+            << QStringList{"C_3"};
         // Without a context, parts are told apart by the request name.
-        QTest::newRow("web pages") << "getAllWebPage" << QVariantList{page("WP_1"), page("WP_2")} << QByteArray()
-                                   << QByteArray(SIGNAL(webPageChanged())) << QStringList{"WP_1", "WP_2"};
+        QTest::newRow("web pages") << "getAllWebPage" << QVariantList{page("WP_1"), page("WP_2")} << "0"
+                                   << QByteArray(SIGNAL(webPageChanged())) << QByteArray() << QStringList()
+                                   << QStringList{"WP_1", "WP_2"};
     }
     void replyInPartsEndsAsInOnePiece()
     {
         QFETCH(QString, command);
         QFETCH(QVariantList, parts);
-        QFETCH(QByteArray, flag);
+        QFETCH(QString, code);
         QFETCH(QByteArray, announcement);
+        QFETCH(QByteArray, flag);
+        QFETCH(QStringList, sentAfter);
         QFETCH(QStringList, held);
         Connected given;
         QSignalSpy announced(&given.plugin, announcement.constData());
         const int request = given.framework.lastIndexOf(command);
-        QVERIFY(request >= 0);
+        const int sent = int(given.framework.requests().size());
 
         for (qsizetype part = 0; part < parts.size(); ++part) {
             const bool last = part == parts.size() - 1;
-            given.framework.respond(request, parts.at(part), QStringLiteral("0"), last);
+            given.framework.respond(request, parts.at(part), code, last);
 
             QCOMPARE(announced.count(), last ? 1 : 0);
             QVERIFY(flag.isEmpty() || given.plugin.property(flag.constData()).toBool() == last);
         }
+        QCOMPARE(given.framework.commandNames().mid(sent), sentAfter);
         QCOMPARE(heldAfter(command, given.plugin), held);
     }
 
