@@ -72,7 +72,8 @@ bool ScenarioAnswers::isStationScoped(const QString& command)
     return commands.contains(command);
 }
 
-ServerAnswer ScenarioAnswers::answer(const QString& command, const QVariant& arguments) const
+ServerAnswer ScenarioAnswers::answer(const QString& command, const QVariant& arguments,
+                                     const QString& fallbackStation) const
 {
     if (command == QLatin1String("whoAmI"))
         return {QStringLiteral("0"), m_scenario.clientId()};
@@ -88,7 +89,9 @@ ServerAnswer ScenarioAnswers::answer(const QString& command, const QVariant& arg
         return {QStringLiteral("0"), QVariantMap()};
 
     const QVariantMap argumentMap = arguments.toMap();
-    const QString relayPath = argumentMap.value(QStringLiteral("relayPath")).toString();
+    const QString relayPath = argumentMap.contains(QStringLiteral("relayPath"))
+        ? argumentMap.value(QStringLiteral("relayPath")).toString()
+        : fallbackStation;
     const ScenarioStation* station = m_scenario.station(relayPath);
     if (!station)
         return {unknownStationCode, QVariantMap()};
