@@ -25,7 +25,7 @@ const QSet<QString>& knownTopLevelKeys()
         QStringLiteral("loginStation"), QStringLiteral("answerDelayMs"), QStringLiteral("requestDelaysMs"),
         QStringLiteral("pushStatusOnSubscribe"), QStringLiteral("failures"), QStringLiteral("logicalTree"),
         QStringLiteral("webPages"), QStringLiteral("timeline"), QStringLiteral("cameraDefaults"),
-        QStringLiteral("localDatabases")};
+        QStringLiteral("localDatabases"), QStringLiteral("answerParts"), QStringLiteral("requestParts")};
     return keys;
 }
 
@@ -110,6 +110,8 @@ bool Scenario::readDocument(const QVariantMap& document, QString* error)
     for (auto it = delays.cbegin(); it != delays.cend(); ++it)
         m_requestDelaysMs.insert(it.key(), qMax(0, it.value().toInt()));
     m_pushStatusOnSubscribe = document.value(QStringLiteral("pushStatusOnSubscribe"), true).toBool();
+    if (!readAnswerParts(document, error))
+        return false;
 
     if (!readStation(document.value(QStringLiteral("loginStation")).toMap(), -1,
                      document.value(QStringLiteral("cameraDefaults")).toMap(), error))
@@ -359,6 +361,22 @@ bool Scenario::readFailures(const QVariantList& list, QString* error)
         if (!failure.anyStation && !m_stationIndex.contains(failure.station))
             return fail(error, QStringLiteral("failure %1 names unknown station \"%2\"").arg(i).arg(failure.station));
         m_failures.append(failure);
+    }
+    return true;
+}
+
+// A count below one is refused rather than read as one: it is most likely a typing error.
+bool Scenario::readAnswerParts(const QVariantMap& document, QString* error)
+{
+    m_answerParts = document.value(QStringLiteral("answerParts"), 1).toInt();
+    if (m_answerParts < 1)
+        return fail(error, QStringLiteral("\"answerParts\" must be a number of at least 1"));
+    const QVariantMap byRequest = document.value(QStringLiteral("requestParts")).toMap();
+    for (auto it = byRequest.cbegin(); it != byRequest.cend(); ++it) {
+        const int parts = it.value().toInt();
+        if (parts < 1)
+            return fail(error, QStringLiteral("\"requestParts\" of \"%1\" must be a number of at least 1").arg(it.key()));
+        m_requestParts.insert(it.key(), parts);
     }
     return true;
 }

@@ -132,6 +132,9 @@ public:
     QList<RequestFailure> failures() const { return m_failures; }
     int answerDelayMs() const { return m_answerDelayMs; }
     QHash<QString, int> requestDelaysMs() const { return m_requestDelaysMs; }
+    // How many parts each answer comes in, and the exceptions by request name.
+    int answerParts() const { return m_answerParts; }
+    QHash<QString, int> requestParts() const { return m_requestParts; }
     bool pushesStatusOnSubscribe() const { return m_pushStatusOnSubscribe; }
 
 private:
@@ -148,6 +151,7 @@ private:
     bool readTimeline(const QVariantList& list, QString* error);
     bool readFailures(const QVariantList& list, QString* error);
     bool readLocalDatabases(const QVariantList& list, QString* error);
+    bool readAnswerParts(const QVariantMap& document, QString* error);
 
     QList<ScenarioStation> m_stations;
     QHash<QString, int> m_stationIndex;
@@ -160,5 +164,7 @@ private:
     QList<ScenarioLocalDatabase> m_localDatabases;
     int m_answerDelayMs = 0;
     QHash<QString, int> m_requestDelaysMs;
+    int m_answerParts = 1;
+    QHash<QString, int> m_requestParts;
     bool m_pushStatusOnSubscribe = true;
 };

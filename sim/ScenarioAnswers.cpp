@@ -73,7 +73,7 @@ bool ScenarioAnswers::isStationScoped(const QString& command)
 }
 
 ServerAnswer ScenarioAnswers::answer(const QString& command, const QVariant& arguments,
-                                     const QString& contextStation) const
+                                     const QString& fallbackStation) const
 {
     if (command == QLatin1String("whoAmI"))
         return {QStringLiteral("0"), m_scenario.clientId()};
@@ -91,7 +91,7 @@ ServerAnswer ScenarioAnswers::answer(const QString& command, const QVariant& arg
     const QVariantMap argumentMap = arguments.toMap();
     const QString relayPath = argumentMap.contains(QStringLiteral("relayPath"))
         ? argumentMap.value(QStringLiteral("relayPath")).toString()
-        : contextStation;
+        : fallbackStation;
     const ScenarioStation* station = m_scenario.station(relayPath);
     if (!station)
         return {unknownStationCode, QVariantMap()};

@@ -27,8 +27,10 @@ public:
     explicit ScenarioAnswers(const Scenario& scenario) : m_scenario(scenario) {}
 
     // The answer to `command` with `arguments`. A station-scoped request names its
-    // station by the arguments' "relayPath", or else by `contextStation`.
-    ServerAnswer answer(const QString& command, const QVariant& arguments, const QString& contextStation) const;
+    // station by the arguments' "relayPath", or else by `fallbackStation` (the
+    // login station unless told).
+    ServerAnswer answer(const QString& command, const QVariant& arguments,
+                        const QString& fallbackStation = QString()) const;
     static bool isStationScoped(const QString& command);
 
     QVariantMap loginStationInfo() const;

@@ -197,5 +197,7 @@ QVariantMap ScenarioGenerator::generate(const Options& requested)
     };
     if (options.logicalTree)
         document.insert(QStringLiteral("logicalTree"), logicalTreeOf(stations));
+    if (options.answerParts > 1)
+        document.insert(QStringLiteral("answerParts"), options.answerParts);
     return document;
 }

@@ -24,6 +24,8 @@ public:
         int removedCamerasPerStation = 0;
         // A logical tree with one folder per station holding its cameras.
         bool logicalTree = true;
+        // Every answer comes in this many parts ("answerParts").
+        int answerParts = 1;
     };
 
     static QVariantMap generate(const Options& options);

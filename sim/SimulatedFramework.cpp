@@ -2,14 +2,9 @@
 
 #include "PluginBase.h"
 
-#include "RequestContexts.h"
-
 SimulatedFramework::SimulatedFramework(QObject* parent) : QObject(parent) {}
 
-SimulatedFramework::~SimulatedFramework()
-{
-    clearRequests();
-}
+SimulatedFramework::~SimulatedFramework() = default;
 
 QString SimulatedFramework::FrameworkVersion() const
 {
@@ -63,10 +58,6 @@ int SimulatedFramework::count(const QString& command) const
 
 void SimulatedFramework::clearRequests()
 {
-    for (const RecordedRequest& request : m_requests) {
-        if (!request.answered)
-            releaseContext(request);
-    }
     m_requests.clear();
     ++m_generation;
 }
@@ -81,21 +72,14 @@ void SimulatedFramework::respond(int index, const QVariant& data, const QString&
 {
     if (index < 0 || index >= m_requests.size() || m_requests.at(index).answered)
         return;
-    m_requests[index].answered = true;
+    m_requests[index].answered = completed;
     const RecordedRequest request = m_requests.at(index);
     if (m_plugin)
         m_plugin->CommandProcessor(request.command, data, request.context, returnCode, QString(), completed, origin);
-    else
-        releaseContext(request);
 }
 
 void SimulatedFramework::broadcast(const QString& event, const QVariant& data, const QString& target)
 {
     if (m_plugin)
         m_plugin->EventProcessor(event, 0, 0, 0, data, target);
-}
-
-void SimulatedFramework::releaseContext(const RecordedRequest& request)
-{
-    RequestContexts::release(request.command, request.context);
 }

@@ -18,16 +18,14 @@ struct RecordedRequest
     bool blocking = false;
     QString pluginId;
     void* hostHandle = nullptr;
+    // Its last part has been delivered.
     bool answered = false;
 };
 
 // A framework that records every request the plug-in sends and lets the caller
 // answer them through the plug-in's CommandProcessor, as the real framework
-// would, handing the request's context back unchanged.
-//
-// Requests that are never answered still own their context: the framework
-// releases those when it is destroyed, so that a test which leaves requests
-// unanswered does not leak them.
+// would, handing the request's context back unchanged. Like the real one it
+// never reads nor frees a context: they belong to the module.
 class SimulatedFramework : public QObject, public FrameworkWrapperBase
 {
     Q_OBJECT
@@ -50,14 +48,16 @@ public:
     int indexOf(const QString& command, int from = 0) const;
     int lastIndexOf(const QString& command) const;
     int count(const QString& command) const;
-    // Forgets the recorded requests; their contexts are released as for unanswered ones.
+    // Forgets the recorded requests.
     void clearRequests();
     // Counts the calls of clearRequests, so that whoever answers later by index can
     // tell that the index it kept now names another request (or none).
     int generation() const { return m_generation; }
     bool isAnswered(int index) const;
 
-    // Delivers the response to request `index` (once) through CommandProcessor.
+    // Delivers a response to request `index` through CommandProcessor: one part
+    // of it while `completed` is false, its last part (or the whole) when true.
+    // Nothing more is delivered once a last part has been.
     void respond(int index, const QVariant& data, const QString& returnCode = QStringLiteral("0"),
                  bool completed = true, const QString& origin = QString());
     // Delivers a broadcast through EventProcessor.
@@ -67,8 +67,6 @@ signals:
     void requestSent(int index);
 
 private:
-    static void releaseContext(const RecordedRequest& request);
-
     QPointer<PluginBase> m_plugin;
     QList<RecordedRequest> m_requests;
     bool m_acceptsRequests = true;

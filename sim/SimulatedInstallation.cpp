@@ -4,21 +4,18 @@
 #include <QJsonDocument>
 #include <QJsonParseError>
 
-#include "RequestContexts.h"
+#include "AnswerParts.h"
 #include "SimulatedFramework.h"
 
 namespace {
 
 const QString subscribeCamStatus = QStringLiteral("SubscribeCamStatus");
 
-// The station a request addresses: its arguments' "relayPath", or else the
-// station its context names (the root station when it names none).
+// The station a request addresses: its arguments' "relayPath", the login
+// station without one. Contexts are the module's and never read here.
 QString stationOf(const RecordedRequest& request)
 {
-    const QVariantMap arguments = request.arguments.toMap();
-    if (arguments.contains(QStringLiteral("relayPath")))
-        return arguments.value(QStringLiteral("relayPath")).toString();
-    return RequestContexts::stationIdOf(request.command, request.context);
+    return request.arguments.toMap().value(QStringLiteral("relayPath")).toString();
 }
 
 } // namespace
@@ -69,6 +66,8 @@ bool SimulatedInstallation::load(const QVariantMap& scenario)
     m_answerDelayMs = m_scenario.answerDelayMs();
     m_requestDelaysMs = m_scenario.requestDelaysMs();
     m_failures = m_scenario.failures();
+    m_answerParts = m_scenario.answerParts();
+    m_requestParts = m_scenario.requestParts();
     m_pushStatusOnSubscribe = m_scenario.pushesStatusOnSubscribe();
     return true;
 }
@@ -174,16 +173,23 @@ void SimulatedInstallation::onRequestSent(int index)
                        });
 }
 
+// The parts of one answer follow each other with nothing in between, the way
+// a reply without a context can still be told apart from the next one.
 void SimulatedInstallation::deliver(int index, const std::optional<ServerAnswer>& failedAnswer)
 {
     // A copy: answering may make the module send further requests, which grow the list.
     const RecordedRequest request = m_framework->requests().at(index);
     const QString station = stationOf(request);
-    const ServerAnswer answer = failedAnswer
-        ? *failedAnswer
-        : m_answers.answer(request.command, request.arguments,
-                           RequestContexts::stationIdOf(request.command, request.context));
-    m_framework->respond(index, answer.data, answer.returnCode);
+    const ServerAnswer answer = failedAnswer ? *failedAnswer : m_answers.answer(request.command, request.arguments);
+    const QVariantList parts = AnswerParts::split(answer.data, answerParts(request.command));
+    const QPointer<SimulatedFramework> framework = m_framework;
+    const int generation = framework->generation();
+    for (qsizetype part = 0; part < parts.size(); ++part) {
+        // Handling a part may replace the framework or make it forget its requests.
+        if (!framework || framework != m_framework || framework->generation() != generation)
+            return;
+        framework->respond(index, parts.at(part), answer.returnCode, part == parts.size() - 1);
+    }
     emit answered(index, request.command, answer.returnCode);
 
     if (m_pushStatusOnSubscribe && request.command == subscribeCamStatus && answer.returnCode == QLatin1String("0")) {

@@ -17,7 +17,7 @@ class SimulatedFramework;
 // The servers of a simulated installation. Attached to a SimulatedFramework, it
 // answers every request the module sends the way the servers would: later,
 // through the event loop (never from inside the request call), with the request's
-// context handed back unchanged. Requests can be made to fail, and the scenario's
+// context handed back unchanged, in one piece or in parts. Requests can be made to fail, and the scenario's
 // timeline of broadcasts can be replayed.
 class SimulatedInstallation : public QObject
 {
@@ -44,6 +44,12 @@ public:
     void setAnswerDelay(int milliseconds) { m_answerDelayMs = qMax(0, milliseconds); }
     void setAnswerDelay(const QString& request, int milliseconds) { m_requestDelaysMs[request] = qMax(0, milliseconds); }
     int answerDelay(const QString& request) const { return m_requestDelaysMs.value(request, m_answerDelayMs); }
+
+    // Answers come in this many parts (see AnswerParts), one after the other;
+    // 1, the default, is the answer in one piece.
+    void setAnswerParts(int parts) { m_answerParts = qMax(1, parts); }
+    void setAnswerParts(const QString& request, int parts) { m_requestParts[request] = qMax(1, parts); }
+    int answerParts(const QString& request) const { return m_requestParts.value(request, m_answerParts); }
 
     void addFailure(const RequestFailure& failure);
     // `times` < 0 fails every request of that name.
@@ -92,6 +98,8 @@ private:
 
     int m_answerDelayMs = 0;
     QHash<QString, int> m_requestDelaysMs;
+    int m_answerParts = 1;
+    QHash<QString, int> m_requestParts;
     QList<RequestFailure> m_failures;
     bool m_pushStatusOnSubscribe = true;
     int m_pendingAnswers = 0;

@@ -111,12 +111,22 @@ void DeviceTree::insertLoginStation(const QString& name, const QString& ip)
     m_model.appendRow(DeviceNodeFactory::createStationNode(record, 0, QString()).release());
 }
 
-void DeviceTree::insertNewNodes(const QString& parentId, const QVariantList& nodeRecords)
+bool DeviceTree::insertNewNodes(const QString& parentId, const QVariantList& nodeRecords)
+{
+    return insertNodes(parentId, nodeRecords, true);
+}
+
+bool DeviceTree::appendNewNodes(const QString& parentId, const QVariantList& nodeRecords)
+{
+    return insertNodes(parentId, nodeRecords, false);
+}
+
+bool DeviceTree::insertNodes(const QString& parentId, const QVariantList& nodeRecords, bool replaceChildren)
 {
     const QModelIndex parent = indexOf(parentId);
     if (!parent.isValid()) {
         TOPOLOGY_LOG_ERROR("%s, cannot find parent node %s", "DeviceTree::insertNewNodes", parentId);
-        return;
+        return false;
     }
     const int level = parent.data(Model::levelRole).toInt() + 1;
     const QString parentNodeId = parent.data(Model::idRole).toString();
@@ -130,12 +140,13 @@ void DeviceTree::insertNewNodes(const QString& parentId, const QVariantList& nod
     }
     // An empty answer must not wipe a station that was already known.
     if (nodes.isEmpty())
-        return;
+        return false;
 
     QStandardItem* parentItem = m_model.itemFromIndex(parent);
-    if (parentItem->rowCount() > 0)
+    if (replaceChildren && parentItem->rowCount() > 0)
         parentItem->removeRows(0, parentItem->rowCount());
     parentItem->appendRows(nodes);
+    return true;
 }
 
 void DeviceTree::insertNewStationNodes(const QVariantList& stationRecords)

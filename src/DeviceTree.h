@@ -83,7 +83,12 @@ public:
 
     // Building
     void insertLoginStation(const QString& name, const QString& ip);
-    void insertNewNodes(const QString& parentId, const QVariantList& nodeRecords);
+    // Replaces the parent's children with the records' nodes; false, changing
+    // nothing, when no record makes a node.
+    bool insertNewNodes(const QString& parentId, const QVariantList& nodeRecords);
+    // Adds the records' nodes after the parent's children, as the later parts
+    // of a node list that arrives in parts do.
+    bool appendNewNodes(const QString& parentId, const QVariantList& nodeRecords);
     void insertNewStationNodes(const QVariantList& stationRecords);
     void insertNewCameraNodes(const QVariantList& cameraRecords);
     void insertRemovedCameras(const QString& stationId, const QVariantList& removedCameras);
@@ -137,6 +142,7 @@ public:
     QVariantList getTalvixApiList(const CapabilityTable& capabilities) const;
 
 private:
+    bool insertNodes(const QString& parentId, const QVariantList& nodeRecords, bool replaceChildren);
     QModelIndex indexOf(const QString& id) const;
     QModelIndex indexOfCamera(const QString& id) const;
     QHash<QString, QModelIndex> indexOfSkyrCloudDevice(const QStringList& deviceIds) const;

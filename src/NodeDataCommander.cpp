@@ -80,6 +80,8 @@ void NodeDataCommander::start()
 
 void NodeDataCommander::reset()
 {
+    // A reply cut off by the disconnection never ends.
+    m_gatheredReplies.clear();
     for (int flag = 0; flag < FlagCount; ++flag) {
         RetrievedFlag& state = m_flags[flag];
         state.awaited.clear();
@@ -91,38 +93,47 @@ void NodeDataCommander::reset()
     }
 }
 
-const QHash<QString, NodeDataCommander::Reaction>& NodeDataCommander::reactions()
+const QHash<QString, NodeDataCommander::ReactionEntry>& NodeDataCommander::reactions()
 {
-    static const QHash<QString, Reaction> table = {
-        {QStringLiteral("RetrieveDeviceTopology"), &NodeDataCommander::onDeviceTopology},
-        {QStringLiteral("RetrieveAllDeviceTopology"), &NodeDataCommander::onAllDeviceTopology},
-        {QStringLiteral("QryCamLocation"), &NodeDataCommander::onLocations},
-        {QStringLiteral("RetrieveServerInfo"), &NodeDataCommander::onServerInfo},
-        {QStringLiteral("RetrieveAllNodeInfo"), &NodeDataCommander::onAllNodeInfo},
-        {QStringLiteral("RetrieveAllCamInfo"), &NodeDataCommander::onCameraInfo},
-        {QStringLiteral("RetrieveCamInfo"), &NodeDataCommander::onCameraInfo},
-        {QStringLiteral("retrieveLogicalTree"), &NodeDataCommander::onLogicalTree},
-        {QStringLiteral("NotifyStationStatus"), &NodeDataCommander::onStationStatus},
-        {QStringLiteral("NotifyCamInsert"), &NodeDataCommander::onCamerasInserted},
-        {QStringLiteral("NotifyCameraInfoChange"), &NodeDataCommander::onCameraInfoChanged},
-        {QStringLiteral("NotifyStationInsert"), &NodeDataCommander::onStationsInserted},
-        {QStringLiteral("NotifyExternalDeviceAdd"), &NodeDataCommander::onExternalDevicesChanged},
-        {QStringLiteral("NotifyExternalDeviceUpdated"), &NodeDataCommander::onExternalDevicesChanged},
-        {QStringLiteral("NotifyCameraStatusRetrieved"), &NodeDataCommander::onCameraStatusRetrieved},
+    static const QHash<QString, ReactionEntry> table = {
+        {QStringLiteral("RetrieveDeviceTopology"), {&NodeDataCommander::onDeviceTopology, Parts::Gathered}},
+        {QStringLiteral("RetrieveAllDeviceTopology"), {&NodeDataCommander::onAllDeviceTopology, Parts::Gathered}},
+        {QStringLiteral("QryCamLocation"), {&NodeDataCommander::onLocations, Parts::Last}},
+        {QStringLiteral("RetrieveServerInfo"), {&NodeDataCommander::onServerInfo, Parts::Last}},
+        {QStringLiteral("RetrieveAllNodeInfo"), {&NodeDataCommander::onAllNodeInfo, Parts::Each}},
+        {QStringLiteral("RetrieveAllCamInfo"), {&NodeDataCommander::onCameraInfo, Parts::Last}},
+        {QStringLiteral("RetrieveCamInfo"), {&NodeDataCommander::onCameraInfo, Parts::Last}},
+        {QStringLiteral("retrieveLogicalTree"), {&NodeDataCommander::onLogicalTree, Parts::Last}},
+        {QStringLiteral("NotifyStationStatus"), {&NodeDataCommander::onStationStatus, Parts::Last}},
+        {QStringLiteral("NotifyCamInsert"), {&NodeDataCommander::onCamerasInserted, Parts::Last}},
+        {QStringLiteral("NotifyCameraInfoChange"), {&NodeDataCommander::onCameraInfoChanged, Parts::Last}},
+        {QStringLiteral("NotifyStationInsert"), {&NodeDataCommander::onStationsInserted, Parts::Last}},
+        {QStringLiteral("NotifyExternalDeviceAdd"), {&NodeDataCommander::onExternalDevicesChanged, Parts::Last}},
+        {QStringLiteral("NotifyExternalDeviceUpdated"), {&NodeDataCommander::onExternalDevicesChanged, Parts::Last}},
+        {QStringLiteral("NotifyCameraStatusRetrieved"), {&NodeDataCommander::onCameraStatusRetrieved, Parts::Last}},
     };
     return table;
 }
 
+// The context is read here but never freed: the plug-in holds every context it
+// hands out and frees it once the reply's last part has been seen by all.
 void NodeDataCommander::commandProcessor(const QString& command, const QVariant& respData, void* pvContext,
                                          const QString& returnCode, bool completed)
 {
-    const Response response{command, respData, returnCode, completed, pvContext != nullptr,
+    const auto entry = reactions().constFind(command);
+    if (entry == reactions().cend())
+        return;
+    // Retries, budgets and awaited stations move once per reply, on its last
+    // part; only a successful answer that adds up part by part is taken as it comes.
+    const bool eachPart = entry->parts == Parts::Each && isSuccess(returnCode);
+    const QVariant data = entry->parts == Parts::Gathered
+        ? m_gatheredReplies.take(command, pvContext, respData, completed, true).data
+        : respData;
+    if (!completed && !eachPart)
+        return;
+    const Response response{command, data, returnCode, pvContext != nullptr,
                             RequestContexts::stationIdOf(command, pvContext)};
-    if (const Reaction reaction = reactions().value(command))
-        (this->*reaction)(response);
-    // The plug-in's handler has run before this call, and every reaction has
-    // copied what it needs: the context is done with.
-    RequestContexts::release(command, pvContext);
+    (this->*entry->reaction)(response);
 }
 
 void NodeDataCommander::onDeviceTopology(const Response& response)
@@ -279,7 +290,7 @@ void NodeDataCommander::onAllNodeInfo(const Response& response)
         TOPOLOGY_LOG_ERROR("One Command Get All Node Info failed");
         return;
     }
-    // An answer in several parts adds up.
+    // Each part adds its stations.
     const QVariantMap answer = response.data.toMap();
     for (auto it = answer.constBegin(); it != answer.constEnd(); ++it) {
         if (!m_nodeInfoSettled.contains(it.key()))
@@ -296,7 +307,7 @@ void NodeDataCommander::onCameraInfo(const Response& response)
         cameraInfoRetryBudget().remove(station);
 
     if (isSuccess(response.returnCode)) {
-        if (allCameras && response.completed) {
+        if (allCameras) {
             stationAnswered(NodeInfo, station);
             requestAfterNodeInfo(station);
         }

@@ -7,6 +7,8 @@
 #include <QString>
 #include <QVariant>
 
+#include "ReplyParts.h"
+
 #include <array>
 
 class QTimerEvent;
@@ -19,8 +21,13 @@ class QTimerEvent;
 // Request sequence
 // ----------------
 // Station-scoped requests carry {"relayPath": station}; the contexts follow
-// RequestContexts.h and are released by commandProcessor once the response has
-// been seen.
+// RequestContexts.h and belong to the plug-in, which frees them.
+//
+// A reply may come in several parts (`completed` false on all but the last).
+// The commander reacts to a reply once, on its last part: the topology replies
+// are gathered part by part and taken whole, and a failure counts once. Only
+// the "RetrieveAllNodeInfo" answer is taken part by part, each part adding its
+// stations.
 //
 // start():
 //   "RetrieveLoginStationInfo" (blocking), "retrieveLogicalTree" {"relayPath": ""},
@@ -181,18 +188,26 @@ private:
         QVariant stationId;
     };
 
-    // One response or event as commandProcessor hands it on.
+    // One response or event as commandProcessor hands it on: a whole reply, or
+    // one part of a reply whose reaction takes each part.
     struct Response
     {
         const QString& command;
         const QVariant& data;
         const QString& returnCode;
-        bool completed;
         bool hasContext;
         QString stationId;
     };
     using Reaction = void (NodeDataCommander::*)(const Response&);
-    static const QHash<QString, Reaction>& reactions();
+    // Which parts of a reply in several parts a reaction sees: each successful
+    // one, only the last, or the last with the parts gathered into the whole.
+    enum class Parts { Each, Last, Gathered };
+    struct ReactionEntry
+    {
+        Reaction reaction;
+        Parts parts;
+    };
+    static const QHash<QString, ReactionEntry>& reactions();
 
     void onDeviceTopology(const Response& response);
     void onAllDeviceTopology(const Response& response);
@@ -226,6 +241,8 @@ private:
 
     std::array<RetrievedFlag, FlagCount> m_flags;
     QMap<int, RetryEntry> m_retryQueue;
+    // The parts so far of the topology replies, which are acted on whole.
+    ReplyParts m_gatheredReplies;
     // Node information of the connection's "RetrieveAllNodeInfo" answer, by
     // station, until it is handed over during the station's processing.
     QVariantMap m_keptNodeInfo;

@@ -3,7 +3,6 @@
 #include "DeviceNodeFactory.h"
 #include "FrameworkWrapperBase.h"
 #include "ModuleLog.h"
-#include "RequestContexts.h"
 #include "DeviceModelFactory.h"
 #include "DeviceSortFilterModel.h"
 #include "EventDeviceModel.h"
@@ -69,7 +68,9 @@ bool PluginTopologyMgt::Init(QQmlContext*)
             &PluginTopologyMgt::logicalTreeRetrievedChanged);
     connect(&m_commander, &NodeDataCommander::locationRetrieved, this, &PluginTopologyMgt::locationRetrievedChanged);
     connect(&m_commander, &NodeDataCommander::handleStationTopology, this,
-            &PluginTopologyMgt::HandleRetrieveDevTopology);
+            [this](const QVariant& topology, const QString& returnCode) {
+                HandleRetrieveDevTopology(topology, returnCode);
+            });
     connect(&m_commander, &NodeDataCommander::handleGetAllNodeInfo, this, &PluginTopologyMgt::HandleRetrieveNodeInfo);
 
     try {
@@ -112,6 +113,10 @@ void PluginTopologyMgt::PluginServerConnected()
 
 void PluginTopologyMgt::PluginServerDisconnected()
 {
+    // Replies still owed to the connection that ended describe nothing any more.
+    m_requestContexts.retireAll();
+    m_replyParts.clear();
+    m_nodeListsReplaced.clear();
     m_commander.reset();
     m_logicalTree.clear();
     m_logicalTreeServerMap.clear();
@@ -129,29 +134,50 @@ void PluginTopologyMgt::PluginServerDisconnected()
 void PluginTopologyMgt::sendCommandToServer(const QString& requestName, const QVariant& requestArguments,
                                             void* pvContext, bool blockReq)
 {
+    // Held before it leaves, since a framework may answer from inside the call.
+    m_requestContexts.handOut(requestName, pvContext);
     if (m_framework
         && m_framework->SendRequest(m_hostHandle, m_pluginId, requestName, requestArguments, pvContext, blockReq,
                                     QString()))
         return;
     TOPOLOGY_LOG_ERROR("SendCommand (%s) failed", requestName);
-    // A request that never left gets no response, so nothing else would ever
-    // release its context.
-    RequestContexts::release(requestName, pvContext);
+    // A request that never left gets no reply, so nothing else would ever free its context.
+    m_requestContexts.release(requestName, pvContext);
 }
 
+// A reply may come in several parts, each a call with the request's context and
+// all but the last with `completed` false. Every part reaches the handlers that
+// apply parts and the commander; a handler that needs the whole reply, and any
+// handler of a failed one, runs once on the last part with the parts gathered.
+// The context is freed after the last part.
 void PluginTopologyMgt::CommandProcessor(QString command, QVariant respData, void* pvContext, QString returnCode,
                                          QString, bool completed, const QString& origin)
 {
+    // A context this module no longer holds (its reply has ended, or its
+    // connection) or one made for another request must not be read.
+    if (!m_requestContexts.isLive(command, pvContext)) {
+        TOPOLOGY_LOG_ERROR("%s, reply %s dropped: its context is not held for it",
+                           "PluginTopologyMgt::CommandProcessor", command);
+        return;
+    }
     const auto handler = m_commandHandlerMap.find(command);
-    if (handler != m_commandHandlerMap.end())
-        handler->second(respData, pvContext, returnCode, completed, origin);
+    const bool hasHandler = handler != m_commandHandlerMap.end();
+    const bool whoAmI = command == QLatin1String("whoAmI");
+    const bool handlerTakesParts = hasHandler && handler->second.takesParts && returnCode == QLatin1String("0");
+    // Only what a handler of this module reads whole is gathered.
+    const bool gather = hasHandler ? !handlerTakesParts : whoAmI;
+    const ReplyParts::Part part = m_replyParts.take(command, pvContext, respData, completed, gather);
+    if (hasHandler && (handlerTakesParts || completed))
+        handler->second.run(part.data, pvContext, returnCode, part.position, origin);
 
     m_commander.commandProcessor(command, respData, pvContext, returnCode, completed);
 
-    if (command == QLatin1String("whoAmI")) {
-        m_clientId = respData.toString();
+    if (whoAmI && completed) {
+        m_clientId = part.data.toString();
         TOPOLOGY_LOG_INFO("I'm client id (%s).", m_clientId);
     }
+    if (completed)
+        m_requestContexts.release(command, pvContext);
 }
 
 void PluginTopologyMgt::EventProcessor(QString event, qint64, int, int, QVariant data, const QString& target)

@@ -8,10 +8,13 @@
 #include "StandardFailoverControl.h"
 #include "NodeDataCommander.h"
 #include "PluginBase.h"
+#include "ReplyParts.h"
+#include "RequestContextRegistry.h"
 #include "TopologyPayloadParser.h"
 
 #include <QMap>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QVariant>
 
@@ -264,20 +267,29 @@ public:
     const DeviceTree& deviceTree() const { return m_deviceTree; }
 
 private:
-    using CommandHandler = std::function<void(const QVariant&, void*, const QString&, bool, const QString&)>;
+    // A reply handler, bound to the handler's own parameters from (respData,
+    // pvContext, returnCode, part, origin).
+    struct CommandHandler
+    {
+        std::function<void(const QVariant&, void*, const QString&, ReplyPart, const QString&)> run;
+        // Whether the handler applies each part of a successful reply itself;
+        // otherwise it runs once, on the last part, with the parts gathered.
+        bool takesParts = false;
+    };
     using EventAction = std::function<void(const QVariant&)>;
 
     void initialCommandHandlerMap();
     void initialEventActionMap();
 
     // Reply handlers.
-    void HandleRetrieveDevTopology(const QVariant& respData, const QString& returnCode);
+    void HandleRetrieveDevTopology(const QVariant& respData, const QString& returnCode, ReplyPart part = {});
     void HandleRetrieveNodeInfo(const QVariant& respData, void* pvContext, const QString& returnCode, bool completed);
     void HandleRetrieveRuleInfo(const QVariant& respData, void* pvContext, const QString& returnCode, bool completed);
     void HandleRetrieveLoginStationInfo(const QVariant& respData, const QString& returnCode);
     void HandleRetrieveSrvInfo(const QVariant& respData, const QString& returnCode);
     void HandleExternalDevicesRetrieve(const QVariant& respData);
-    void HandleRetrieveLogicalTree(const QVariant& respData, const QString& returnCode, const QString& stationId);
+    void HandleRetrieveLogicalTree(const QVariant& respData, const QString& returnCode, const QString& stationId,
+                                   ReplyPart part);
     void HandleMoveLogicalTreeNode(const QString& returnCode);
     void HandleRenameLogicalTreeFolder(const QVariant& respData, const QString& returnCode);
     void HandleRemoveLogicalTreeItem(const QString& returnCode);
@@ -287,7 +299,7 @@ private:
     void HandleRestoreUngroupedDevices();
     void HandleGetFailoverStatus(const QVariant& respData, const QString& origin);
     void HandleGetRedundantServersStatus(const QVariant& respData);
-    void HandleGetAllWebPageResponse(const QVariant& respData, const QString& returnCode);
+    void HandleGetAllWebPageResponse(const QVariant& respData, const QString& returnCode, ReplyPart part);
     bool replaceWebPages(const QVariant& pages);
     bool sendWebPageRequest(const QString& requestName, const QVariant& arguments);
 
@@ -323,6 +335,12 @@ private:
     StandardFailoverControl* m_failoverControlWithoutRedundantServer = nullptr;
     std::map<QString, EventAction> m_eventActionMap;
     std::map<QString, CommandHandler> m_commandHandlerMap;
+    // Every context handed out with a request, until its reply has ended.
+    RequestContextRegistry m_requestContexts;
+    // Where each reply in several parts stands.
+    ReplyParts m_replyParts;
+    // Stations whose node list the reply now arriving has already replaced.
+    QSet<QString> m_nodeListsReplaced;
     NodeDataCommander m_commander;
     DeviceTree m_deviceTree;
     TopologyPayloadParser m_payloadParser{m_deviceTree};
@@ -360,7 +378,7 @@ public:
 
 private:
     // Replies.
-    void HandleQryLocationInfo(const QVariant& respData, const QString& returnCode);
+    void HandleQryLocationInfo(const QVariant& respData, const QString& returnCode, ReplyPart part = {});
     void HandleGetCameraStatusResp(const QVariant& respData, const QString& returnCode);
     void HandleGetAllDiDoRefname(const QVariant& respData);
     void HandleGetSKYRCloudConnectionTimeoutList(const QVariant& respData, const QString& returnCode);

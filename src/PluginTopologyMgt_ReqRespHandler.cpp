@@ -4,86 +4,105 @@
 #include "ModuleLog.h"
 #include "RequestContexts.h"
 #include "StandardTopologyModel.h"
+#include "WebPageTreeModelController.h"
 
 namespace {
 const QString kSuccess = QStringLiteral("0");
 }
 
 // Each reply name is bound to the handler's own parameters; the binders below
-// pick the positions of (respData, pvContext, returnCode, completed, origin).
+// pick the positions of (respData, pvContext, returnCode, part, origin). A
+// handler bound with inParts applies each part of a reply in several parts
+// itself (CommandProcessor tells it where the part stands); every other one
+// runs once, with the whole reply.
 void PluginTopologyMgt::initialCommandHandlerMap()
 {
     using Self = PluginTopologyMgt;
-    const auto dataAndCode = [this](void (Self::*handler)(const QVariant&, const QString&)) -> CommandHandler {
-        return [this, handler](const QVariant& data, void*, const QString& code, bool, const QString&) {
+    using Run = decltype(CommandHandler::run);
+    const auto whole = [](Run run) { return CommandHandler{std::move(run), false}; };
+    const auto inParts = [](Run run) { return CommandHandler{std::move(run), true}; };
+    const auto dataAndCode = [this](void (Self::*handler)(const QVariant&, const QString&)) -> Run {
+        return [this, handler](const QVariant& data, void*, const QString& code, ReplyPart, const QString&) {
             (this->*handler)(data, code);
         };
     };
-    const auto dataContextCodeCompleted =
-        [this](void (Self::*handler)(const QVariant&, void*, const QString&, bool)) -> CommandHandler {
-        return [this, handler](const QVariant& data, void* context, const QString& code, bool completed,
-                               const QString&) { (this->*handler)(data, context, code, completed); };
-    };
-    const auto dataCodeOrigin =
-        [this](void (Self::*handler)(const QVariant&, const QString&, const QString&)) -> CommandHandler {
-        return [this, handler](const QVariant& data, void*, const QString& code, bool, const QString& origin) {
-            (this->*handler)(data, code, origin);
+    const auto dataCodePart = [this](void (Self::*handler)(const QVariant&, const QString&, ReplyPart)) -> Run {
+        return [this, handler](const QVariant& data, void*, const QString& code, ReplyPart part, const QString&) {
+            (this->*handler)(data, code, part);
         };
     };
-    const auto dataAndOrigin = [this](void (Self::*handler)(const QVariant&, const QString&)) -> CommandHandler {
-        return [this, handler](const QVariant& data, void*, const QString&, bool, const QString& origin) {
+    // `completed` of these handlers is the reply's last part.
+    const auto dataContextCodeCompleted =
+        [this](void (Self::*handler)(const QVariant&, void*, const QString&, bool)) -> Run {
+        return [this, handler](const QVariant& data, void* context, const QString& code, ReplyPart part,
+                               const QString&) { (this->*handler)(data, context, code, part.last); };
+    };
+    const auto dataAndOrigin = [this](void (Self::*handler)(const QVariant&, const QString&)) -> Run {
+        return [this, handler](const QVariant& data, void*, const QString&, ReplyPart, const QString& origin) {
             (this->*handler)(data, origin);
         };
     };
-    const auto codeOnly = [this](void (Self::*handler)(const QString&)) -> CommandHandler {
-        return [this, handler](const QVariant&, void*, const QString& code, bool, const QString&) {
+    const auto codeOnly = [this](void (Self::*handler)(const QString&)) -> Run {
+        return [this, handler](const QVariant&, void*, const QString& code, ReplyPart, const QString&) {
             (this->*handler)(code);
         };
     };
-    const auto dataOnly = [this](void (Self::*handler)(const QVariant&)) -> CommandHandler {
-        return [this, handler](const QVariant& data, void*, const QString&, bool, const QString&) {
+    const auto dataOnly = [this](void (Self::*handler)(const QVariant&)) -> Run {
+        return [this, handler](const QVariant& data, void*, const QString&, ReplyPart, const QString&) {
             (this->*handler)(data);
         };
     };
-    const auto nothing = [this](void (Self::*handler)()) -> CommandHandler {
-        return [this, handler](const QVariant&, void*, const QString&, bool, const QString&) { (this->*handler)(); };
+    const auto nothing = [this](void (Self::*handler)()) -> Run {
+        return [this, handler](const QVariant&, void*, const QString&, ReplyPart, const QString&) { (this->*handler)(); };
     };
+    const Run logicalTree = [this](const QVariant& data, void*, const QString& code, ReplyPart part,
+                                   const QString& origin) { HandleRetrieveLogicalTree(data, code, origin, part); };
     // The new folder arrives with its broadcast; the answer itself carries nothing to act on.
-    const CommandHandler ignored = [](const QVariant&, void*, const QString&, bool, const QString&) {};
+    const Run ignored = [](const QVariant&, void*, const QString&, ReplyPart, const QString&) {};
 
-    m_commandHandlerMap.emplace(QStringLiteral("RetrieveDeviceTopology"), dataAndCode(&Self::HandleRetrieveDevTopology));
+    // Lists of records, applied part by part.
+    m_commandHandlerMap.emplace(QStringLiteral("RetrieveDeviceTopology"),
+                                inParts(dataCodePart(&Self::HandleRetrieveDevTopology)));
     m_commandHandlerMap.emplace(QStringLiteral("RetrieveAllCamInfo"),
-                                dataContextCodeCompleted(&Self::HandleRetrieveNodeInfo));
-    m_commandHandlerMap.emplace(QStringLiteral("RetrieveCamInfo"), dataContextCodeCompleted(&Self::HandleRetrieveNodeInfo));
-    m_commandHandlerMap.emplace(QStringLiteral("RetrieveRuleInfo"), dataContextCodeCompleted(&Self::HandleRetrieveRuleInfo));
-    m_commandHandlerMap.emplace(QStringLiteral("QryCamLocation"), dataAndCode(&Self::HandleQryLocationInfo));
-    m_commandHandlerMap.emplace(QStringLiteral("RetrieveLoginStationInfo"),
-                                dataAndCode(&Self::HandleRetrieveLoginStationInfo));
-    m_commandHandlerMap.emplace(QStringLiteral("RetrieveServerInfo"), dataAndCode(&Self::HandleRetrieveSrvInfo));
-    m_commandHandlerMap.emplace(QStringLiteral("GetCameraStatus"), dataAndCode(&Self::HandleGetCameraStatusResp));
-    m_commandHandlerMap.emplace(QStringLiteral("retrieveLogicalTree"), dataCodeOrigin(&Self::HandleRetrieveLogicalTree));
-    m_commandHandlerMap.emplace(QStringLiteral("moveLogicalTreeNode"), codeOnly(&Self::HandleMoveLogicalTreeNode));
-    m_commandHandlerMap.emplace(QStringLiteral("renameLogicalTreeFolder"),
-                                dataAndCode(&Self::HandleRenameLogicalTreeFolder));
-    m_commandHandlerMap.emplace(QStringLiteral("InsertFolderLogical"), ignored);
-    m_commandHandlerMap.emplace(QStringLiteral("removeLogicalTreeItem"), codeOnly(&Self::HandleRemoveLogicalTreeItem));
-    m_commandHandlerMap.emplace(QStringLiteral("addDeviceIntoLogicalTree"),
-                                codeOnly(&Self::HandleAddDeviceIntoLogicalTree));
-    m_commandHandlerMap.emplace(QStringLiteral("addStationIntoLogicalTree"),
-                                codeOnly(&Self::HandleAddStationIntoLogicalTree));
-    m_commandHandlerMap.emplace(QStringLiteral("RetrieveExternalDevs"), dataOnly(&Self::HandleExternalDevicesRetrieve));
-    m_commandHandlerMap.emplace(QStringLiteral("getAllWebPage"), dataAndCode(&Self::HandleGetAllWebPageResponse));
-    m_commandHandlerMap.emplace(QStringLiteral("GetFailoverStatus"), dataAndOrigin(&Self::HandleGetFailoverStatus));
-    m_commandHandlerMap.emplace(QStringLiteral("GetRedundantServersStatus"),
-                                dataOnly(&Self::HandleGetRedundantServersStatus));
-    m_commandHandlerMap.emplace(QStringLiteral("lookupLogicalTreePathIds"),
-                                dataOnly(&Self::HandleLookupLogicalTreePathId));
-    m_commandHandlerMap.emplace(QStringLiteral("GetDiDoRefName"), dataOnly(&Self::HandleGetAllDiDoRefname));
-    m_commandHandlerMap.emplace(QStringLiteral("GetWifiStatus"), dataOnly(&Self::HandleWifiStatus));
+                                inParts(dataContextCodeCompleted(&Self::HandleRetrieveNodeInfo)));
+    m_commandHandlerMap.emplace(QStringLiteral("RetrieveCamInfo"),
+                                inParts(dataContextCodeCompleted(&Self::HandleRetrieveNodeInfo)));
+    m_commandHandlerMap.emplace(QStringLiteral("RetrieveRuleInfo"),
+                                inParts(dataContextCodeCompleted(&Self::HandleRetrieveRuleInfo)));
+    m_commandHandlerMap.emplace(QStringLiteral("QryCamLocation"), inParts(dataCodePart(&Self::HandleQryLocationInfo)));
+    m_commandHandlerMap.emplace(QStringLiteral("retrieveLogicalTree"), inParts(logicalTree));
+    m_commandHandlerMap.emplace(QStringLiteral("RetrieveExternalDevs"),
+                                inParts(dataOnly(&Self::HandleExternalDevicesRetrieve)));
+    m_commandHandlerMap.emplace(QStringLiteral("getAllWebPage"),
+                                inParts(dataCodePart(&Self::HandleGetAllWebPageResponse)));
+    m_commandHandlerMap.emplace(QStringLiteral("GetDiDoRefName"), inParts(dataOnly(&Self::HandleGetAllDiDoRefname)));
     m_commandHandlerMap.emplace(QStringLiteral("GetSKYRCloudConnectionTimeoutList"),
-                                dataAndCode(&Self::HandleGetSKYRCloudConnectionTimeoutList));
+                                inParts(dataAndCode(&Self::HandleGetSKYRCloudConnectionTimeoutList)));
+
+    // Records of single fields, answers that only confirm, and lists handed on
+    // or compared whole: taken whole.
+    m_commandHandlerMap.emplace(QStringLiteral("RetrieveLoginStationInfo"),
+                                whole(dataAndCode(&Self::HandleRetrieveLoginStationInfo)));
+    m_commandHandlerMap.emplace(QStringLiteral("RetrieveServerInfo"), whole(dataAndCode(&Self::HandleRetrieveSrvInfo)));
+    m_commandHandlerMap.emplace(QStringLiteral("GetCameraStatus"), whole(dataAndCode(&Self::HandleGetCameraStatusResp)));
+    m_commandHandlerMap.emplace(QStringLiteral("moveLogicalTreeNode"), whole(codeOnly(&Self::HandleMoveLogicalTreeNode)));
+    m_commandHandlerMap.emplace(QStringLiteral("renameLogicalTreeFolder"),
+                                whole(dataAndCode(&Self::HandleRenameLogicalTreeFolder)));
+    m_commandHandlerMap.emplace(QStringLiteral("InsertFolderLogical"), whole(ignored));
+    m_commandHandlerMap.emplace(QStringLiteral("removeLogicalTreeItem"),
+                                whole(codeOnly(&Self::HandleRemoveLogicalTreeItem)));
+    m_commandHandlerMap.emplace(QStringLiteral("addDeviceIntoLogicalTree"),
+                                whole(codeOnly(&Self::HandleAddDeviceIntoLogicalTree)));
+    m_commandHandlerMap.emplace(QStringLiteral("addStationIntoLogicalTree"),
+                                whole(codeOnly(&Self::HandleAddStationIntoLogicalTree)));
+    m_commandHandlerMap.emplace(QStringLiteral("GetFailoverStatus"), whole(dataAndOrigin(&Self::HandleGetFailoverStatus)));
+    m_commandHandlerMap.emplace(QStringLiteral("GetRedundantServersStatus"),
+                                whole(dataOnly(&Self::HandleGetRedundantServersStatus)));
+    m_commandHandlerMap.emplace(QStringLiteral("lookupLogicalTreePathIds"),
+                                whole(dataOnly(&Self::HandleLookupLogicalTreePathId)));
+    m_commandHandlerMap.emplace(QStringLiteral("GetWifiStatus"), whole(dataOnly(&Self::HandleWifiStatus)));
     m_commandHandlerMap.emplace(QStringLiteral("restoreUngroupedDevices"),
-                                nothing(&Self::HandleRestoreUngroupedDevices));
+                                whole(nothing(&Self::HandleRestoreUngroupedDevices)));
 }
 
 // ---- Topology payloads -----------------------------------------------------
@@ -121,7 +140,10 @@ QStringList PluginTopologyMgt::generateDefaultDiDoNameList(const QString& prefix
 
 // ---- Reply handlers --------------------------------------------------------
 
-void PluginTopologyMgt::HandleRetrieveDevTopology(const QVariant& respData, const QString& returnCode)
+// A station's node list replaces the station's children. In parts, the first
+// part that brings nodes replaces them and later parts add theirs; the station
+// is marked connected and announced once, with its last part.
+void PluginTopologyMgt::HandleRetrieveDevTopology(const QVariant& respData, const QString& returnCode, ReplyPart part)
 {
     if (returnCode != kSuccess) {
         TOPOLOGY_LOG_ERROR("%s, RetrieveDevTopology return code : %s", "PluginTopologyMgt::HandleRetrieveDevTopology",
@@ -132,12 +154,19 @@ void PluginTopologyMgt::HandleRetrieveDevTopology(const QVariant& respData, cons
     const QString parentStationId = topology.value(QStringLiteral("parentStationID")).toString();
     const QVariantList nodeList = topology.value(QStringLiteral("nodeList")).toList();
 
-    m_deviceTree.insertNewNodes(parentStationId, nodeList);
-    m_deviceTree.updateStationConnected(parentStationId, true);
-    const bool isNvr = m_deviceTree.data(parentStationId, StandardTopologyModel::isNVRStationRole).toBool();
-
-    emit nodeStatusChanged(StandardTopologyModel::StationNode, parentStationId, true);
-    emit stationConnectionStatusChanged(parentStationId, true, isNvr);
+    if (part.first)
+        m_nodeListsReplaced.remove(parentStationId);
+    if (m_nodeListsReplaced.contains(parentStationId))
+        m_deviceTree.appendNewNodes(parentStationId, nodeList);
+    else if (m_deviceTree.insertNewNodes(parentStationId, nodeList) && !part.last)
+        m_nodeListsReplaced.insert(parentStationId);
+    if (part.last) {
+        m_nodeListsReplaced.remove(parentStationId);
+        m_deviceTree.updateStationConnected(parentStationId, true);
+        const bool isNvr = m_deviceTree.data(parentStationId, StandardTopologyModel::isNVRStationRole).toBool();
+        emit nodeStatusChanged(StandardTopologyModel::StationNode, parentStationId, true);
+        emit stationConnectionStatusChanged(parentStationId, true, isNvr);
+    }
     for (const QVariant& substation : allNonRedundantServerSubstations(nodeList)) {
         const QVariantMap record = substation.toMap();
         emit stationInserted(record.value(QStringLiteral("nodeUID")).toString(),
@@ -183,6 +212,9 @@ void PluginTopologyMgt::HandleRetrieveNodeInfo(const QVariant& respData, void* p
     updateStationDiDoInLogicalTreeModel(stations);
     emitDiDoNodeChangedSignal(stations);
 
+    // A reply in parts is announced once, complete.
+    if (!completed)
+        return;
     emit deviceInfoRetrieved(station);
     emit cameraAndStationConnectionStatusRetrieved();
     if (pvContext)
@@ -218,7 +250,8 @@ void PluginTopologyMgt::storeDiDoState(const QString& nodeId, int inputCount, in
     state.outputs.resize(qMax(0, outputCount));
 }
 
-void PluginTopologyMgt::HandleRetrieveRuleInfo(const QVariant& respData, void*, const QString& returnCode, bool)
+void PluginTopologyMgt::HandleRetrieveRuleInfo(const QVariant& respData, void*, const QString& returnCode,
+                                               bool completed)
 {
     if (returnCode != kSuccess) {
         TOPOLOGY_LOG_ERROR("%s, HandleRetrieveRuleInfo return code : %s", "PluginTopologyMgt::HandleRetrieveRuleInfo",
@@ -236,7 +269,8 @@ void PluginTopologyMgt::HandleRetrieveRuleInfo(const QVariant& respData, void*, 
         record->insert(QStringLiteral("ruleInfoListRole"), rules);
         m_deviceTree.setData(cameraId, StandardTopologyModel::ruleInfoListRole, rules);
     }
-    emit updateVCARulesResp(answer.value(QStringLiteral("relayPath")).toString());
+    if (completed)
+        emit updateVCARulesResp(answer.value(QStringLiteral("relayPath")).toString());
 }
 
 void PluginTopologyMgt::HandleRetrieveLoginStationInfo(const QVariant& respData, const QString& returnCode)
@@ -332,16 +366,20 @@ void PluginTopologyMgt::refreshCameraInfo(const QVariantMap& camera, bool refres
 
 // ---- Logical tree replies --------------------------------------------------
 
+// Each part of the tree carries the root's fields and some of its top-level
+// subtrees; the first part replaces the tree kept as sent and later parts add
+// their subtrees to it.
 void PluginTopologyMgt::HandleRetrieveLogicalTree(const QVariant& respData, const QString& returnCode,
-                                                  const QString& stationId)
+                                                  const QString& stationId, ReplyPart part)
 {
     if (returnCode != kSuccess) {
         TOPOLOGY_LOG_ERROR("%s, RetrieveLogicalTree return code : %s", "PluginTopologyMgt::HandleRetrieveLogicalTree",
                            returnCode);
         return;
     }
-    m_logicalTreeServerMap = respData.toMap();
-    m_logicalTree.set(m_logicalTreeServerMap, stationId);
+    const QVariantMap tree = respData.toMap();
+    m_logicalTreeServerMap = part.first ? tree : ReplyParts::merged(m_logicalTreeServerMap, tree).toMap();
+    m_logicalTree.set(tree, stationId);
 }
 
 void PluginTopologyMgt::HandleMoveLogicalTreeNode(const QString& returnCode)
@@ -406,13 +444,26 @@ void PluginTopologyMgt::HandleGetRedundantServersStatus(const QVariant& respData
 
 // ---- Web page replies --------------------------------------------------------
 
-// The list always comes whole; the reply also answers getAllWebPage's callers.
-void PluginTopologyMgt::HandleGetAllWebPageResponse(const QVariant& respData, const QString& returnCode)
+// The reply holds the whole list, which replaces the shown one; in parts, the
+// first part replaces it and later parts add their pages, and the list is
+// announced once, complete. The reply also answers getAllWebPage's callers.
+void PluginTopologyMgt::HandleGetAllWebPageResponse(const QVariant& respData, const QString& returnCode,
+                                                    ReplyPart part)
 {
-    if (returnCode != kSuccess)
+    if (returnCode != kSuccess || !m_webPageController)
         return;
-    if (replaceWebPages(respData))
-        emit getAllWebPageResp(respData.toList());
+    if (part.first) {
+        m_webPageController->setAllWebPages(respData.toList());
+    } else {
+        for (const QVariant& page : respData.toList()) {
+            if (page.typeId() == QMetaType::QVariantMap)
+                m_webPageController->addWebPage(page.toMap());
+        }
+    }
+    if (!part.last)
+        return;
+    emit webPageChanged();
+    emit getAllWebPageResp(m_webPageController->getWebPageList());
 }
 
 // ---- Recording locations -----------------------------------------------------
@@ -440,7 +491,9 @@ int nvrStreamIndex(const QString& locationId)
 }
 } // namespace
 
-void PluginTopologyMgt::HandleQryLocationInfo(const QVariant& respData, const QString& returnCode)
+// Parts of a location answer each bring some locations and removed cameras;
+// every channel entry updates the stored record in turn, as in one answer.
+void PluginTopologyMgt::HandleQryLocationInfo(const QVariant& respData, const QString& returnCode, ReplyPart part)
 {
     if (returnCode != kSuccess) {
         TOPOLOGY_LOG_ERROR("%s, HandleQryLocationInfo return code : %s", "PluginTopologyMgt::HandleQryLocationInfo",
@@ -453,7 +506,8 @@ void PluginTopologyMgt::HandleQryLocationInfo(const QVariant& respData, const QS
     const QVariantList removedCameras = parseRemovedCameras(locations);
     if (!removedCameras.isEmpty())
         replaceRemovedCameras(relayPath, removedCameras);
-    emit deviceInfoRetrieved(relayPath);
+    if (part.last)
+        emit deviceInfoRetrieved(relayPath);
 }
 
 // Each channel entry of each location: the record keeps one location for

@@ -14,7 +14,9 @@
 //       a QVariantMap with the request's own arguments ("relayPath", "camIDList");
 //   every other request: no context (null).
 //
-// A context is released exactly once, after its response has been handled.
+// RequestContextRegistry holds every context the module hands out and releases
+// each exactly once: after the last part of its reply, or when its request is
+// refused.
 namespace RequestContexts {
 
 inline bool carriesStationId(const QString& command)

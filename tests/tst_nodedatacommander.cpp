@@ -14,9 +14,9 @@ constexpr int kBusyDelayMs = 40;
 constexpr int kFailureDelayMs = 25;
 const QString kFrameworkFailure = QStringLiteral("{6A1F3C8E-4B2D-4E7A-9C05-B8D2E1F47A36}FrameworkInternalError");
 
-// Stands in for the framework: records what the commander sends and answers it
-// through commandProcessor with the context handed back. Contexts of requests
-// left unanswered are released with the recorder.
+// Stands in for the framework and the plug-in: records what the commander sends
+// and answers it through commandProcessor with the context handed back. The
+// contexts are released with the recorder, as the plug-in owns them.
 class Recorder : public QObject
 {
 public:
@@ -39,8 +39,7 @@ public:
     ~Recorder() override
     {
         for (const Request& request : std::as_const(requests))
-            if (!request.answered)
-                RequestContexts::release(request.name, request.context);
+            RequestContexts::release(request.name, request.context);
     }
 
     // "Name(relayPath)", with "[camera ids]" when the request names cameras.

@@ -26,30 +26,47 @@ private:
 
     static QList<QByteArray> logged() { return QorbLogUtlStub::messages(); }
 
-    // Every row of a model, depth first, with all of its data.
-    static void dumpRows(const QAbstractItemModel* model, const QModelIndex& parent, QStringList& lines)
+    // Connected to a login station with the cameras C_1 and C_2, whose whole
+    // topology has been answered; its camera information, locations and two
+    // re-reads of its topology are still owed. One web page, WP_9, is shown.
+    struct Connected : Fixture
     {
-        for (int row = 0; row < model->rowCount(parent); ++row) {
-            const QModelIndex index = model->index(row, 0, parent);
-            QString line;
-            QDebug(&line) << model->itemData(index);
-            lines << line;
-            dumpRows(model, index, lines);
+        Connected()
+        {
+            const auto camera = [](const char* id) {
+                return QVariantMap{{"nodeUID", id}, {"nodeName", id}, {"nodeType", "Camera"}};
+            };
+            plugin.PluginServerConnected();
+            framework.respond(framework.indexOf("RetrieveLoginStationInfo"), QVariantMap{{"stationName", "s_HQ"}});
+            framework.respond(framework.indexOf("RetrieveAllDeviceTopology"),
+                              QVariantMap{{"", QVariantMap{{"parentStationID", ""},
+                                                           {"nodeList", QVariantList{camera("C_1"), camera("C_2")}}}}});
+            plugin.retrieveDeviceTopology(QString());
+            plugin.retrieveAllDeviceTopology(QString());
+            framework.broadcast("NotifyWebPageChanged", QVariantList{QVariantMap{{"id", "WP_9"}, {"pageName", "Old"}}});
+            QorbLogUtlStub::clear();
         }
-    }
+        QAbstractItemModelTester deviceModelTester{plugin.getStandardTopologyModel(),
+                                                   QAbstractItemModelTester::FailureReportingMode::Fatal};
+        QObject owner;
+        QAbstractItemModelTester webPageTester{plugin.getWebPageTreeSortFilterModel(&owner),
+                                               QAbstractItemModelTester::FailureReportingMode::Fatal};
+    };
 
-    // What the views and the other plug-ins can read of one connection.
-    static QStringList snapshot(PluginTopologyMgt& plugin)
+    // What a reply of that name leaves in the plug-in, among the cameras C_1..C_4
+    // and the web pages WP_1, WP_2 and WP_9.
+    static QStringList heldAfter(const QString& command, PluginTopologyMgt& plugin)
     {
-        QStringList lines;
-        dumpRows(plugin.getStandardTopologyModel(), QModelIndex(), lines);
-        dumpRows(plugin.logicalTree().getModel(), QModelIndex(), lines);
-        for (const QVariant& camera : plugin.getCameraInfoList()) {
-            const QString cameraId = camera.toMap().value(QStringLiteral("idRole")).toString();
-            QDebug(&lines.emplaceBack()) << camera << plugin.locationInfo(cameraId) << plugin.cameraStatus(cameraId);
+        QStringList held;
+        for (const char* id : {"C_1", "C_2", "C_3", "C_4", "WP_1", "WP_2", "WP_9"}) {
+            const bool holds = command == "RetrieveAllCamInfo" ? !plugin.cameraInfoMap(id).isEmpty()
+                : command == "QryCamLocation"                   ? !plugin.locationInfo(id).isEmpty()
+                : command.endsWith("DeviceTopology")            ? plugin.deviceTree().contains(id)
+                                                                : !plugin.queryWebPageName(id).isEmpty();
+            if (holds)
+                held << id;
         }
-        QDebug(&lines.emplaceBack()) << plugin.getLogicalTreeMap();
-        return lines;
+        return held;
     }
 
 private slots:
@@ -158,17 +175,145 @@ private slots:
     {
         Fixture given;
         const QString frameworkError = QStringLiteral("{6A1F3C8E-4B2D-4E7A-9C05-B8D2E1F47A36}FrameworkInternalError");
-        void* context = new QVariantMap{{QStringLiteral("relayPath"), QStringLiteral("dispatch-order")}};
+        given.plugin.refreshCameraInfo({{QStringLiteral("idRole"), QStringLiteral("dispatch-order/C_1")},
+                                        {QStringLiteral("parentStationIDRole"), QStringLiteral("dispatch-order")}},
+                                       true);
 
-        given.plugin.CommandProcessor(QStringLiteral("RetrieveAllCamInfo"), QVariant(), context, frameworkError,
-                                      QString(), true, QString());
+        given.framework.respond(0, QVariant(), frameworkError);
 
         const QList<QByteArray> lines = logged();
         QVERIFY(lines.size() >= 2);
         QCOMPARE(lines.at(0), ("RetrieveNodeInfo fail station:dispatch-order, return code :" + frameworkError).toLocal8Bit());
         QCOMPARE(lines.at(1),
-                 ("Get CamInfo fail, station: dispatch-order, returnCode: " + frameworkError + ", cmd: RetrieveAllCamInfo")
+                 ("Get CamInfo fail, station: dispatch-order, returnCode: " + frameworkError + ", cmd: RetrieveCamInfo")
                      .toLocal8Bit());
+    }
+
+    void replyInPartsEndsAsInOnePiece_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<QVariantList>("parts");
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<QByteArray>("announcement"); // emitted once, with the last part
+        QTest::addColumn<QByteArray>("flag"); // a retrieved flag the last part raises
+        QTest::addColumn<QStringList>("sentAfter"); // the requests the last part makes the module send
+        QTest::addColumn<QStringList>("held");
+        const auto cameraInfo = [](const char* id) {
+            return QVariantMap{{"relayPath", ""},
+                               {"cameras", QVariantList{QVariantMap{{"camUID", id}, {"camInfo", QVariantMap{{"name", id}}}}}}};
+        };
+        const auto location = [](const char* id, const char* location) {
+            const QVariantMap channel{{"Name", location}, {"Available", true}, {"Alias", id}, {"RefAlias", id}};
+            return QVariantMap{{"relayPath", ""},
+                               {"locInfo", QVariantList{QVariantMap{{"Name", location}, {"locs", QVariantList{channel}}}}}};
+        };
+        const auto nodes = [](const QString& station, const QStringList& ids) {
+            QVariantList list;
+            for (const QString& id : ids)
+                list << QVariantMap{{"nodeUID", id}, {"nodeName", id}, {"nodeType", id.startsWith("S_") ? "Station" : "Camera"}};
+            return QVariantMap{{"parentStationID", station}, {"nodeList", list}};
+        };
+        const auto page = [](const char* id) { return QVariantList{QVariantMap{{"id", id}, {"pageName", id}}}; };
+        const QString frameworkFailure = "{6A1F3C8E-4B2D-4E7A-9C05-B8D2E1F47A36}FrameworkInternalError";
+        const QStringList stationDetails{"RetrieveServerInfo", "GetRedundantServersStatus",
+                                         "GetSKYRCloudConnectionTimeoutList"};
+
+        QTest::newRow("camera information")
+            << "RetrieveAllCamInfo" << QVariantList{cameraInfo("C_1"), cameraInfo("C_2")} << "0"
+            << QByteArray(SIGNAL(deviceInfoRetrieved(QString))) << QByteArray("nodeInfoRetrieved")
+            << QStringList{"SubscribeCamStatus", "RetrieveRuleInfo", "GetDiDoRefName", "RetrieveExternalDevs",
+                           "SubscribeCameraEvent", "SubscribeStationDIDOEvent", "SubscribeExtIODeviceEvent"}
+            << QStringList{"C_1", "C_2"};
+        // The retry budget is spent once per reply.
+        QTest::newRow("camera information, framework failure")
+            << "RetrieveAllCamInfo" << QVariantList{QVariant(), QVariant()} << frameworkFailure
+            << QByteArray(SIGNAL(refreshCameraInfoResp(bool,bool,QString,QString))) << QByteArray()
+            << QStringList{"RetrieveAllCamInfo"} << QStringList();
+        QTest::newRow("locations") << "QryCamLocation" << QVariantList{location("C_1", "Loc1"), location("C_2", "Loc2")}
+                                   << "0" << QByteArray(SIGNAL(deviceInfoRetrieved(QString)))
+                                   << QByteArray("locationRetrieved") << QStringList() << QStringList{"C_1", "C_2"};
+        // The part that first brings nodes replaces the station's children, even after an empty part.
+        QTest::newRow("station topology")
+            << "RetrieveDeviceTopology" << QVariantList{nodes("", {}), nodes("", {"C_3"}), nodes("", {"C_4"})} << "0"
+            << QByteArray(SIGNAL(stationConnectionStatusChanged(QString,bool,bool))) << QByteArray()
+            << QStringList{"RetrieveAllCamInfo", "QryCamLocation"} + stationDetails << QStringList{"C_3", "C_4"};
+        // The station processing needs every station of the answer at once.
+        QTest::newRow("whole topology")
+            << "RetrieveAllDeviceTopology"
+            << QVariantList{QVariantMap{{"", nodes("", {"C_3", "S_1"})}}, QVariantMap{{"S_1", nodes("S_1", {})}}} << "0"
+            << QByteArray(SIGNAL(stationInserted(QString,QString,QString))) << QByteArray()
+            << QStringList{"QryCamLocation", "QryCamLocation", "RetrieveAllCamInfo"} + stationDetails
+                   + QStringList{"GetFailoverStatus", "RetrieveAllCamInfo"} + stationDetails + QStringList{"GetFailoverStatus"}
+            << QStringList{"C_3"};
+        // Without a context, parts are told apart by the request name.
+        QTest::newRow("web pages") << "getAllWebPage" << QVariantList{page("WP_1"), page("WP_2")} << "0"
+                                   << QByteArray(SIGNAL(webPageChanged())) << QByteArray() << QStringList()
+                                   << QStringList{"WP_1", "WP_2"};
+    }
+    void replyInPartsEndsAsInOnePiece()
+    {
+        QFETCH(QString, command);
+        QFETCH(QVariantList, parts);
+        QFETCH(QString, code);
+        QFETCH(QByteArray, announcement);
+        QFETCH(QByteArray, flag);
+        QFETCH(QStringList, sentAfter);
+        QFETCH(QStringList, held);
+        Connected given;
+        QSignalSpy announced(&given.plugin, announcement.constData());
+        const int request = given.framework.lastIndexOf(command);
+        const int sent = int(given.framework.requests().size());
+
+        // After each part: how often the reply was announced, and whether the flag is up.
+        QStringList seen, expected;
+        for (qsizetype part = 0; part < parts.size(); ++part) {
+            const bool last = part == parts.size() - 1;
+            given.framework.respond(request, parts.at(part), code, last);
+            seen << QString::number(announced.count())
+                    + (flag.isEmpty() ? "" : given.plugin.property(flag.constData()).toBool() ? " up" : " down");
+            expected << (last ? "1" : "0") + QString(flag.isEmpty() ? "" : last ? " up" : " down");
+        }
+        QCOMPARE(seen, expected);
+        QCOMPARE(given.framework.commandNames().mid(sent), sentAfter);
+        QCOMPARE(heldAfter(command, given.plugin), held);
+    }
+
+    void repliesWithContextsNoLongerHeldAreDropped_data()
+    {
+        QTest::addColumn<QString>("context");
+        QTest::newRow("second last part") << "answered";
+        QTest::newRow("after disconnecting") << "retired";
+        QTest::newRow("made up") << "made up";
+        QTest::newRow("made for another request") << "another request's";
+    }
+    void repliesWithContextsNoLongerHeldAreDropped()
+    {
+        QFETCH(QString, context);
+        Connected given;
+        const RecordedRequest locations = given.framework.requests().at(given.framework.indexOf("QryCamLocation"));
+        QString madeUp = QStringLiteral("S_1");
+        void* stale = locations.context;
+        if (context == "answered")
+            given.framework.respond(given.framework.indexOf("QryCamLocation"), QVariantMap());
+        else if (context == "retired")
+            given.plugin.PluginServerDisconnected();
+        else if (context == "made up")
+            stale = &madeUp;
+        else
+            stale = given.framework.requests().at(given.framework.indexOf("RetrieveAllCamInfo")).context;
+        QorbLogUtlStub::clear();
+        QSignalSpy announced(&given.plugin, &PluginTopologyMgt::deviceInfoRetrieved);
+        QSignalSpy flag(&given.plugin, &PluginTopologyMgt::locationRetrievedChanged);
+        const qsizetype sent = given.framework.requests().size();
+
+        // A failure would be logged by its handler and retried by the commander.
+        given.plugin.CommandProcessor(QStringLiteral("QryCamLocation"), QVariantMap{{"relayPath", ""}}, stale,
+                                      QStringLiteral("500"), QString(), true, QString());
+
+        QCOMPARE(logged(), QList<QByteArray>{
+                               "PluginTopologyMgt::CommandProcessor, reply QryCamLocation dropped: its context is not held for it"});
+        QCOMPARE(announced.count() + flag.count(), 0);
+        QCOMPARE(given.framework.requests().size(), sent);
     }
 
     void whoAmIAnswerBecomesTheClientId()
@@ -257,7 +402,7 @@ private slots:
     {
         SampleConnection given;
         QVERIFY(given.ready());
-        const QStringList firstConnection = snapshot(given.plugin);
+        const QStringList firstConnection = given.snapshot();
         const QString recordedCamera = QStringLiteral("C_1");
         QVERIFY(!given.plugin.locationInfo(recordedCamera).isEmpty());
         QVERIFY(!given.plugin.cameraStatus(recordedCamera).isEmpty());
@@ -279,7 +424,7 @@ private slots:
         given.plugin.PluginServerConnected();
 
         QVERIFY(QTest::qWaitFor([&] { return given.allRetrieved() && given.installation.pendingAnswers() == 0; }));
-        QCOMPARE(snapshot(given.plugin), firstConnection);
+        QCOMPARE(given.snapshot(), firstConnection);
     }
 
     void deeplyNestedServerTreeIsHarmless()
@@ -334,7 +479,7 @@ private slots:
                                       QStringLiteral("0"), QString(), true, QString());
 
         // when
-        given.plugin.CommandProcessor(QStringLiteral("RetrieveAllDeviceTopology"), allTopology, new QString(),
+        given.plugin.CommandProcessor(QStringLiteral("RetrieveAllDeviceTopology"), allTopology, nullptr,
                                       QStringLiteral("0"), QString(), true, QString());
         const QVariantList stationTree = given.plugin.getStationTree();
         const qsizetype stationsFound = given.plugin.getStationRelayPathList(true).size();

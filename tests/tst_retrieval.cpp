@@ -71,6 +71,68 @@ private slots:
         QCOMPARE(announced, (QStringList{"", "S_1", "S_2", "S_1/S_3"}));
     }
 
+    void answersInPartsEndAsAnswersInOnePiece_data()
+    {
+        QTest::addColumn<bool>("nodeInfoPerStation");
+        QTest::newRow("node information handed over") << false;
+        // Without the whole node information each station's own answer is read.
+        QTest::newRow("node information asked of each station") << true;
+    }
+    // Every answer in three parts, through the retrieval and the timeline's
+    // broadcasts: the trees with all their data, the camera records, the
+    // locations, the requests sent and each signal's emissions come out as with
+    // every answer in one piece.
+    void answersInPartsEndAsAnswersInOnePiece()
+    {
+        QFETCH(bool, nodeInfoPerStation);
+        struct Outcome
+        {
+            QStringList state;
+            QStringList requests;
+            QMap<QByteArray, QStringList> emitted;
+        };
+        const auto connectWith = [nodeInfoPerStation](int answerParts) {
+            QVariantMap scenario = SampleConnection::sampleScenario();
+            scenario.insert("answerParts", answerParts);
+            if (nodeInfoPerStation)
+                scenario.insert("failures", QVariantList{QVariantMap{{"request", "RetrieveAllNodeInfo"}, {"code", "1"}}});
+            SampleConnection connection(scenario, false);
+            std::vector<std::unique_ptr<QSignalSpy>> spies;
+            const QMetaObject& meta = PluginTopologyMgt::staticMetaObject;
+            for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+                if (meta.method(i).methodType() == QMetaMethod::Signal)
+                    spies.push_back(std::make_unique<QSignalSpy>(
+                        &connection.plugin, (QByteArray("2") + meta.method(i).methodSignature()).constData()));
+            }
+            Outcome outcome;
+            if (!connection.loaded || !connection.connectAndWait())
+                return outcome;
+            QSignalSpy timelineFinished(&connection.installation, &SimulatedInstallation::timelineFinished);
+            connection.installation.setTimelineTimeScale(0.0);
+            connection.installation.startTimeline();
+            if (!QTest::qWaitFor([&] { return !timelineFinished.isEmpty() && connection.installation.pendingAnswers() == 0; }))
+                return outcome;
+            outcome.state = connection.snapshot();
+            outcome.requests = connection.framework.commandNames();
+            for (const auto& spy : spies) {
+                QStringList& emissions = outcome.emitted[spy->signal()];
+                for (const QList<QVariant>& arguments : std::as_const(*spy))
+                    QDebug(&emissions.emplaceBack()) << arguments;
+            }
+            return outcome;
+        };
+
+        const Outcome onePiece = connectWith(1);
+        const Outcome inParts = connectWith(3);
+
+        QVERIFY(!onePiece.state.isEmpty() && !inParts.state.isEmpty());
+        QCOMPARE(inParts.state, onePiece.state);
+        QCOMPARE(inParts.requests, onePiece.requests);
+        QCOMPARE(inParts.emitted.keys(), onePiece.emitted.keys());
+        for (auto signal = onePiece.emitted.cbegin(); signal != onePiece.emitted.cend(); ++signal)
+            QVERIFY2(inParts.emitted.value(signal.key()) == signal.value(), signal.key().constData());
+    }
+
     void failedRequestsAreRetriedEvenAfterADisconnection()
     {
         SampleConnection given(SampleConnection::sampleScenario(), false);
@@ -128,9 +190,10 @@ private slots:
                 {"cameras", QVariantList{QVariantMap{{"camUID", "S_1/C_2"},
                                                      {"camInfo", QVariantMap{{"type", "Dome"}, {"diCount", 1}}}}}},
                 {"stations", QVariantList{QVariantMap{{"stationUID", "S_1"}, {"info", QVariantMap{{"Model", "X9"}}}}}}};
-        void* context = new QVariantMap{{"relayPath", "S_1"}, {"camIDList", QStringList{"S_1/C_2"}}};
+        const QVariantMap camera{{"idRole", "S_1/C_2"}, {"parentStationIDRole", "S_1"}};
+        given.plugin.refreshCameraInfo(camera, true);
 
-        given.plugin.CommandProcessor("RetrieveCamInfo", answer, context, "0", QString(), true, QString());
+        given.framework.respond(given.framework.lastIndexOf("RetrieveCamInfo"), answer);
 
         QCOMPARE(heard, (QStringList{"dido S_1/C_2 Dome", "dido S_1 X9", "device info S_1", "status retrieved",
                                      "refresh 1 1 S_1 S_1/C_2"}));
@@ -140,7 +203,6 @@ private slots:
         given.framework.clearRequests();
         QSignalSpy refreshed(&given.plugin, &PluginTopologyMgt::refreshCameraInfoResp);
         QSignalSpy rules(&given.plugin, &PluginTopologyMgt::updateVCARulesResp);
-        const QVariantMap camera{{"idRole", "S_1/C_2"}, {"parentStationIDRole", "S_1"}};
 
         given.plugin.refreshCameraInfo(camera, true);
         given.plugin.getServerInfo();

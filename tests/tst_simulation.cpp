@@ -2,7 +2,7 @@
 #include <QTest>
 
 #include "PluginBase.h"
-#include "RequestContexts.h"
+#include "ReplyParts.h"
 #include "ScenarioGenerator.h"
 #include "SimulatedFramework.h"
 #include "SimulatedInstallation.h"
@@ -13,25 +13,29 @@
 
 namespace {
 
-// Stands in for the module: records what the framework delivers and frees each
-// context after its answer, as the module does.
+// Stands in for the module: records what the framework delivers.
 class RecordingPlugin : public PluginBase
 {
 public:
     QStringList traffic; // answers and broadcasts by name, in arrival order
     QStringList returnCodes;
     QVariant lastAnswer;
+    QVariantList parts; // every part delivered, the last part of each answer included
+    QList<bool> completed;
 
     bool InitialPluginBase(QQmlContext*, void*, FrameworkWrapperBase*) override { return true; }
     void EventProcessor(QString event, qint64, int, int, QVariant, const QString&) override { traffic << event; }
     void EventProcessorEx(QString, ConfigBase*, qint64, int, int, QVariant, const QString&) override {}
-    void CommandProcessor(QString command, QVariant respData, void* pvContext, QString returnCode, QString, bool,
+    void CommandProcessor(QString command, QVariant respData, void*, QString returnCode, QString, bool last,
                           const QString&) override
     {
+        parts << respData;
+        completed << last;
+        if (!last)
+            return;
         traffic << command;
         returnCodes << returnCode;
         lastAnswer = respData;
-        RequestContexts::release(command, pvContext);
     }
     void CommandProcessorEx(QString, ConfigBase*, QVariant, void*, QString, QString, bool, const QString&) override {}
     bool Init(QQmlContext*) override { return true; }
@@ -48,17 +52,12 @@ struct Simulation
         loaded = installation.loadFile(qEnvironmentVariable("TOPOLOGY_EXAMPLES_DIR") + "/sample-installation.json");
         installation.attach(&framework);
     }
-    // Sends a request with the context the module would give it; true once its answer arrived.
+    // Sends a request; true once its answer arrived.
     bool answer(const QString& command, const char* station = nullptr)
     {
         const QVariantMap arguments = station ? QVariantMap{{"relayPath", station}} : QVariantMap();
-        void* context = nullptr;
-        if (RequestContexts::carriesStationId(command))
-            context = RequestContexts::makeStationContext(arguments.value("relayPath").toString());
-        else if (RequestContexts::carriesArguments(command))
-            context = RequestContexts::makeArgumentsContext(arguments);
         const qsizetype before = plugin.returnCodes.size();
-        framework.SendRequest(nullptr, "test", command, station ? QVariant(arguments) : QVariant(), context, false, QString());
+        framework.SendRequest(nullptr, "test", command, station ? QVariant(arguments) : QVariant(), nullptr, false, QString());
         return QTest::qWaitFor([&] { return plugin.returnCodes.size() > before; }, 2000);
     }
 
@@ -99,6 +98,36 @@ private slots:
         QCOMPARE(sim.installation.remainingFailures("GetWifiStatus"), 0);
     }
 
+    void answersInPartsJoinIntoTheWholeAnswer_data()
+    {
+        QTest::addColumn<QString>("command");
+        QTest::addColumn<bool>("splits"); // false: empty parts, then the whole answer
+        QTest::newRow("list") << "getAllWebPage" << true;
+        QTest::newRow("map keyed by station") << "RetrieveAllNodeInfo" << true;
+        QTest::newRow("map carrying lists") << "QryCamLocation" << true;
+        QTest::newRow("text") << "whoAmI" << false;
+    }
+    void answersInPartsJoinIntoTheWholeAnswer()
+    {
+        QFETCH(QString, command);
+        QFETCH(bool, splits);
+        Simulation sim; // the login station's answers
+        QVERIFY(sim.loaded);
+        const ServerAnswer whole = sim.installation.answers().answer(command, QVariant());
+        sim.installation.setAnswerParts(command, 3);
+
+        QVERIFY(sim.answer(command));
+
+        QCOMPARE(sim.plugin.completed, (QList<bool>{false, false, true}));
+        QVariant joined;
+        for (const QVariant& part : std::as_const(sim.plugin.parts))
+            joined = ReplyParts::merged(joined, part);
+        QCOMPARE(joined, whole.data);
+        // No part is the whole answer, or it comes last after empty parts.
+        QCOMPARE(sim.plugin.parts.indexOf(whole.data), splits ? -1 : 2);
+        QVERIFY(splits || sim.plugin.parts.mid(0, 2) == QVariantList(2, QVariant(QString())));
+    }
+
     void timelineReplaysBroadcastsInOrder()
     {
         Simulation sim;
@@ -137,6 +166,7 @@ private slots:
             QVariantList{QVariantMap{{"request", "GetWifiStatus"}, {"code", "1"}, {"station", "S_77"}}},
             "unknown station \"S_77\"");
         row("sub-station without id", "station.id", QVariant(), "without a valid \"id\"");
+        row("answers in no part", "answerParts", 0, "\"answerParts\" must be a number of at least 1");
         row("misspelt local database camera key", "localDatabases",
             QVariantList{QVariantMap{{"name", "Export"}, {"cameras", QVariantMap{{"C_1", QVariantMap{{"camname", "Lobby"}}}}}}},
             "unknown key \"camname\"");

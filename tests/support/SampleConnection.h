@@ -5,6 +5,7 @@
 #include "SimulatedInstallation.h"
 
 #include <QAbstractItemModelTester>
+#include <QDebug>
 #include <QFile>
 #include <QJsonDocument>
 #include <QTest>
@@ -77,6 +78,36 @@ struct SampleConnection
         return model->match(model->index(0, 0), LogicalTreeModel::idRole, treeId, 1,
                             Qt::MatchRecursive | Qt::MatchExactly)
             .value(0);
+    }
+
+    // What the views and the other plug-ins can read of the connection: every
+    // row of the device tree with all of its data and the locations recording
+    // it, every row of the logical tree, each camera's information record and
+    // status, and the logical tree as the servers sent it.
+    QStringList snapshot()
+    {
+        QStringList lines;
+        dumpRows(plugin.getStandardTopologyModel(), QModelIndex(), lines, true);
+        dumpRows(plugin.logicalTree().getModel(), QModelIndex(), lines, false);
+        for (const QVariant& camera : plugin.getCameraInfoList()) {
+            const QString cameraId = camera.toMap().value(QStringLiteral("idRole")).toString();
+            QDebug(&lines.emplaceBack()) << camera << plugin.cameraStatus(cameraId);
+        }
+        QDebug(&lines.emplaceBack()) << plugin.getLogicalTreeMap();
+        return lines;
+    }
+    void dumpRows(const QAbstractItemModel* model, const QModelIndex& parent, QStringList& lines, bool withLocations)
+    {
+        for (int row = 0; row < model->rowCount(parent); ++row) {
+            const QModelIndex index = model->index(row, 0, parent);
+            QDebug line(&lines.emplaceBack());
+            line << model->itemData(index);
+            if (withLocations) {
+                const QString nodeId = index.data(StandardTopologyModel::idRole).toString();
+                line << plugin.locationInfo(nodeId) << plugin.streamInfo(nodeId);
+            }
+            dumpRows(model, index, lines, withLocations);
+        }
     }
 
     // Each emission as one line of its arguments' texts: "0 C_3 false".
