@@ -202,7 +202,7 @@ std::unique_ptr<QStandardItem> DeviceNodeFactory::createRemovedCameraNode(const 
     std::unique_ptr<QStandardItem> item = createCameraNode(cameraRecord, stationLevel + 2, stationId);
     item->setData(true, Model::hiddenInLiveRole);
     item->setData(int(Model::RemovedCameraNode), Model::nodeTypeRole);
-    item->setData(removedCamera.value(QStringLiteral("cameraType")).toInt(), Model::camTypeRole);
+    item->setData(Model::cameraTypeOf(removedCamera.value(QStringLiteral("cameraType"))), Model::camTypeRole);
     return item;
 }
 

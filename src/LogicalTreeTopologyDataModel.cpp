@@ -7,7 +7,6 @@
 #include <QStandardItem>
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 namespace {
@@ -133,15 +132,6 @@ QString connectionWordOf(const QModelIndex& deviceNode)
 {
     return deviceNode.data(Device::connectedRole).toBool() ? QStringLiteral("Connected")
                                                            : QStringLiteral("Disconnected");
-}
-
-QString modelWordOf(int cameraType)
-{
-    static const char* const words[] = {"",      "Box",     "Bullet",   "MiniBox",     "PTZSpeedDome", "Cube",
-                                        "MobileDome", "Fisheye", "FixedDome", "VideoServer", "",       "MultiAngle"};
-    if (cameraType < 0 || cameraType >= int(std::size(words)))
-        return QString();
-    return QString::fromLatin1(words[cameraType]);
 }
 
 QString levelWordOf(const QModelIndex& sourceIndex)
@@ -355,7 +345,7 @@ QString LogicalTreeTopologyDataModel::displayIconOf(const QModelIndex& sourceInd
         const int cameraType = device.data(Device::camTypeRole).toInt();
         if (cameraType == Device::CameraExternalDevice)
             return QStringLiteral("cameraExternalDevice");
-        return QStringLiteral("camera") + modelWordOf(cameraType) + connectionWordOf(device);
+        return QStringLiteral("camera") + Device::cameraModelWord(cameraType) + connectionWordOf(device);
     }
     case Logical::StationIoDevice:
         return QStringLiteral("ioSubstation");

@@ -268,6 +268,12 @@ constexpr int kWholeNodeRoles[] = {
 static_assert(std::size(kRoleNames) == 134, "every device role is published");
 static_assert(std::size(kWholeNodeRoles) == 108, "the whole-node map has 108 fields");
 
+// The model word of each camera type, by number; external devices (10) have none.
+constexpr const char* kCameraModelWords[] = {
+        "", "Box", "Bullet", "MiniBox", "PTZSpeedDome", "Cube", "MobileDome", "Fisheye", "FixedDome", "VideoServer",
+        "", "MultiAngle"};
+static_assert(std::size(kCameraModelWords) == StandardTopologyModel::MultiAngleCamera + 1, "one word per camera type");
+
 const QHash<QByteArray, int>& roleNumbersByName()
 {
     static const QHash<QByteArray, int> numbers = [] {
@@ -327,6 +333,48 @@ QHash<int, QByteArray> StandardTopologyModel::getRoleNames()
 int StandardTopologyModel::convertRoleNameStringToEnum(const QString& roleName)
 {
     return roleNumbersByName().value(roleName.toLocal8Bit(), 0);
+}
+
+int StandardTopologyModel::cameraTypeOf(const QVariant& modelOrType)
+{
+    bool isNumber = false;
+    int type = UnknownCamera;
+    switch (modelOrType.typeId()) {
+    case QMetaType::QString:
+    case QMetaType::QByteArray: {
+        // Model words are matched exactly: a word the table does not know is no type.
+        const QString text = modelOrType.toString();
+        for (int word = 0; word < int(std::size(kCameraModelWords)); ++word) {
+            if (*kCameraModelWords[word] != '\0' && text == QLatin1String(kCameraModelWords[word]))
+                return word;
+        }
+        type = text.toInt(&isNumber, 10);
+        break;
+    }
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Long:
+    case QMetaType::ULong:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Double:
+    case QMetaType::Float:
+        // Numbers parsed from JSON arrive as 64-bit integers or doubles.
+        type = modelOrType.toInt(&isNumber);
+        break;
+    default:
+        break;
+    }
+    return isNumber ? type : int(UnknownCamera);
+}
+
+QString StandardTopologyModel::cameraModelWord(int cameraType)
+{
+    if (cameraType < 0 || cameraType >= int(std::size(kCameraModelWords)))
+        return QString();
+    return QString::fromLatin1(kCameraModelWords[cameraType]);
 }
 
 QHash<int, QByteArray> StandardTopologyModel::roleNames() const

@@ -172,7 +172,8 @@ public:
     };
     Q_ENUM(NodeType)
 
-    // Stored under camTypeRole once camera information has arrived.
+    // Stored under camTypeRole, always as a plain int; filled in once camera
+    // information has arrived.
     enum CameraType {
         UnknownCamera = 0,
         BoxCamera = 1,
@@ -201,6 +202,15 @@ public:
     static QHash<int, QByteArray> getRoleNames();
     // 0 when no role has that name.
     static int convertRoleNameStringToEnum(const QString& roleName);
+
+    // The camera type of a value sent for a camera's model or kind: a number as
+    // itself, a decimal text as its number, a model word ("FixedDome") as its
+    // type, anything else UnknownCamera. Every value stored under camTypeRole
+    // passes through here, so views can compare it with a number.
+    static int cameraTypeOf(const QVariant& modelOrType);
+    // The model word of a camera type ("FixedDome" for 8); empty for unknown
+    // types and for external devices, which have no model word.
+    static QString cameraModelWord(int cameraType);
 
     QHash<int, QByteArray> roleNames() const override;
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;

@@ -109,7 +109,9 @@ QVariantMap TopologyPayloadParser::createCameraInfoMap(const QVariantMap& camera
     record.insert(QStringLiteral("userRole"), textOf(info, "user"));
     record.insert(QStringLiteral("passwordRole"), textOf(info, "pwd"));
     record.insert(QStringLiteral("parentStationIDRole"), stationId);
-    record.insert(QStringLiteral("camTypeRole"), textOf(info, "type"));
+    // The servers name the model as a word; views compare the type as a number.
+    record.insert(QStringLiteral("camTypeRole"),
+                  StandardTopologyModel::cameraTypeOf(info.value(QStringLiteral("type"))));
     record.insert(QStringLiteral("camModelRole"), textOf(info, "type"));
     record.insert(QStringLiteral("modelRole"), textOf(info, "type"));
     record.insert(QStringLiteral("firmwareVersionRole"), textOf(info, "firmwareVersion"));

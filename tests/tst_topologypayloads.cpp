@@ -44,7 +44,11 @@ private slots:
         row("auto tracking", {{"suppAutoTrack", true}}, "suppAutoTrackingRole", true);
         row("resolutions", {{"resolutionList", QVariantList{"1920x1080", "640x480"}}}, "resolutionListRole",
             QStringList{"1920x1080", "640x480"});
-        row("camera type as text", {{"type", "PTZSpeedDome"}}, "camModelRole", "PTZSpeedDome");
+        row("camera model as text", {{"type", "PTZSpeedDome"}}, "camModelRole", "PTZSpeedDome");
+        row("camera type from its model word", {{"type", "PTZSpeedDome"}}, "camTypeRole", 4);
+        row("model words are exact", {{"type", "fixeddome"}}, "camTypeRole", 0);
+        row("camera type from decimal text", {{"type", "11"}}, "camTypeRole", 11);
+        row("camera type from a JSON number", {{"type", QVariant::fromValue<qlonglong>(8)}}, "camTypeRole", 8);
     }
 
     void cameraRecordValues()
@@ -58,6 +62,8 @@ private slots:
 
         QVERIFY2(record.contains(recordKey), qPrintable(recordKey));
         QCOMPARE(record.value(recordKey), expected);
+        // Views compare with values of exactly this type.
+        QCOMPARE(record.value(recordKey).metaType(), expected.metaType());
     }
 
     void eventCapabilities()
