@@ -65,6 +65,92 @@ bool hasIdentifier(const QVariantMap& record, const char* key)
     return !textOf(record, key).isEmpty();
 }
 
+// A record key that an insertion announces, with the roles it fills. When the
+// tree already holds the announced node, only the roles of the keys that the
+// record carries are written: a missing key must not wipe what other answers
+// have filled in since.
+struct AnnouncedField
+{
+    const char* key;
+    int role;
+    int secondRole = 0;
+};
+
+const AnnouncedField kCameraInsertFields[] = {
+    {"nodeName", Model::nameRole}, {"camIP", Model::ipRole}, {"camType", Model::camTypeRole},
+    {"camPort", Model::portRole}};
+const AnnouncedField kStationInsertFields[] = {
+    {"nodeName", Model::nameRole},
+    {"stationIP", Model::ipRole},
+    {"useSSL", Model::useSSLRole},
+    {"nasPassword", Model::nasPasswordRole},
+    {"nasDomain", Model::nasDomainRole},
+    {"nasUserName", Model::nasUsernameRole},
+    {"isCMSRedundantServer", Model::isCMSRedundantServerRole},
+    {"user", Model::userRole},
+    {"stationPassword", Model::stationPasswordRole},
+    {"httpPort", Model::httpPortRole},
+    {"isRedundantServer", Model::redundantServerRole},
+    {"p2pSerialNumber", Model::p2pSerialNumberRole},
+    {"skyrCloudDeviceId", Model::skyrCloudDeviceIdRole, Model::isSKYRCloudDeviceRole},
+    {"skyrCloudDeviceConnectType", Model::skyrCloudDeviceConnectTypeRole}};
+const AnnouncedField kRemovedCameraFields[] = {{"camName", Model::nameRole}, {"cameraType", Model::camTypeRole}};
+
+template <std::size_t N>
+QList<int> carriedRoles(const QVariantMap& record, const AnnouncedField (&fields)[N])
+{
+    QList<int> roles;
+    for (const AnnouncedField& field : fields) {
+        if (!record.contains(QLatin1String(field.key)))
+            continue;
+        roles.append(field.role);
+        if (field.secondRole != 0)
+            roles.append(field.secondRole);
+    }
+    return roles;
+}
+
+// The announced values that differ from the node's, so that an unchanged node
+// is not reported as changed.
+QMap<int, QVariant> changedValues(const QModelIndex& node, const QStandardItem& announced, const QList<int>& roles)
+{
+    QMap<int, QVariant> values;
+    for (int role : roles) {
+        const QVariant value = announced.data(role);
+        if (node.data(role) != value)
+            values.insert(role, value);
+    }
+    return values;
+}
+
+// The records of a list that carry an identifier under `key`, in list order;
+// of several with one identifier only the last, which is what the list ends with.
+QVariantList lastOfEachIdentifier(const QVariantList& records, const char* key)
+{
+    QSet<QString> seen;
+    QVariantList kept;
+    for (auto entry = records.crbegin(); entry != records.crend(); ++entry) {
+        const QString id = textOf(entry->toMap(), key);
+        if (!isRecord(*entry) || id.isEmpty() || seen.contains(id))
+            continue;
+        seen.insert(id);
+        kept.prepend(*entry);
+    }
+    return kept;
+}
+
+// True when `node` is `descendant` itself or one of its ancestors.
+bool isAtOrAbove(const QModelIndex& node, const QModelIndex& descendant)
+{
+    if (!node.isValid())
+        return false;
+    for (QModelIndex ancestor = descendant; ancestor.isValid(); ancestor = ancestor.parent()) {
+        if (ancestor == node)
+            return true;
+    }
+    return false;
+}
+
 int channelOf(const QString& nodeId)
 {
     static const QRegularExpression channelSuffix(QStringLiteral("C_(\\d+)$"));
@@ -97,7 +183,7 @@ StandardTopologyModel* DeviceTree::getModel()
 
 // ---------------------------------------------------------------- building
 
-void DeviceTree::insertLoginStation(const QString& name, const QString& ip)
+bool DeviceTree::insertLoginStation(const QString& name, const QString& ip)
 {
     // The login station is named by the empty identifier until the server's
     // answers tell its own.
@@ -108,7 +194,17 @@ void DeviceTree::insertLoginStation(const QString& name, const QString& ip)
         {QStringLiteral("nodeIP"), ip},
         {QStringLiteral("useSSL"), true},
     };
-    m_model.appendRow(DeviceNodeFactory::createStationNode(record, 0, QString()).release());
+    std::unique_ptr<QStandardItem> station = DeviceNodeFactory::createStationNode(record, 0, QString());
+    // A second answer (a new connection without a disconnection, or one nobody
+    // asked for) describes the station that is already there, whatever its
+    // identifier has become since.
+    const QModelIndex known = m_model.index(0, 0);
+    if (isStation(known)) {
+        writeRoles(known, changedValues(known, *station, {Model::nameRole, Model::ipRole}));
+        return false;
+    }
+    m_model.appendRow(station.release());
+    return true;
 }
 
 bool DeviceTree::insertNewNodes(const QString& parentId, const QVariantList& nodeRecords)
@@ -123,20 +219,29 @@ bool DeviceTree::appendNewNodes(const QString& parentId, const QVariantList& nod
 
 bool DeviceTree::insertNodes(const QString& parentId, const QVariantList& nodeRecords, bool replaceChildren)
 {
-    const QModelIndex parent = indexOf(parentId);
-    if (!parent.isValid()) {
+    const QModelIndex found = indexOf(parentId);
+    if (!found.isValid()) {
         TOPOLOGY_LOG_ERROR("%s, cannot find parent node %s", "DeviceTree::insertNewNodes", parentId);
         return false;
     }
+    // Persistent: taking a node out of another place may move the parent's row.
+    const QPersistentModelIndex parent(found);
     const int level = parent.data(Model::levelRole).toInt() + 1;
     const QString parentNodeId = parent.data(Model::idRole).toString();
 
     QList<QStandardItem*> nodes;
-    nodes.reserve(nodeRecords.size());
-    for (const QVariant& entry : nodeRecords) {
+    for (const QVariant& entry : lastOfEachIdentifier(nodeRecords, "nodeUID")) {
         const QVariantMap record = entry.toMap();
-        if (isRecord(entry) && hasIdentifier(record, "nodeUID"))
-            nodes.append(DeviceNodeFactory::createNode(record, level, parentNodeId).release());
+        const QModelIndex known = indexOf(textOf(record, "nodeUID"));
+        // The parent and the stations above it cannot become its children.
+        if (isAtOrAbove(known, parent))
+            continue;
+        // A node that sits elsewhere (or, for a later part, among the children
+        // already there) comes here: its old row goes first, so that the tree
+        // never holds it twice.
+        if (known.isValid() && (!replaceChildren || !isAtOrAbove(parent, known)))
+            m_model.removeRow(known.row(), known.parent());
+        nodes.append(DeviceNodeFactory::createNode(record, level, parentNodeId).release());
     }
     // An empty answer must not wipe a station that was already known.
     if (nodes.isEmpty())
@@ -149,13 +254,14 @@ bool DeviceTree::insertNodes(const QString& parentId, const QVariantList& nodeRe
     return true;
 }
 
-void DeviceTree::insertNewStationNodes(const QVariantList& stationRecords)
+QStringList DeviceTree::insertNewStationNodes(const QVariantList& stationRecords)
 {
     static const char* const kCopiedKeys[] = {
         "useSSL", "nasPassword", "nasDomain", "nasUserName", "isCMSRedundantServer", "user",
         "stationPassword", "httpPort", "isRedundantServer", "p2pSerialNumber", "skyrCloudDeviceId",
         "skyrCloudDeviceConnectType",
     };
+    QStringList added;
     for (const QVariant& entry : stationRecords) {
         if (!isRecord(entry))
             continue;
@@ -175,13 +281,16 @@ void DeviceTree::insertNewStationNodes(const QVariantList& stationRecords)
         for (const char* key : kCopiedKeys)
             record.insert(QLatin1String(key), inserted.value(QLatin1String(key)));
         const int level = parent.data(Model::levelRole).toInt() + 1;
-        m_model.itemFromIndex(parent)->appendRow(
-            DeviceNodeFactory::createStationNode(record, level, relayPath).release());
+        if (placeNode(DeviceNodeFactory::createStationNode(record, level, relayPath), parent, Position::Last,
+                      carriedRoles(inserted, kStationInsertFields)))
+            added.append(textOf(inserted, "stationUID"));
     }
+    return added;
 }
 
-void DeviceTree::insertNewCameraNodes(const QVariantList& cameraRecords)
+QStringList DeviceTree::insertNewCameraNodes(const QVariantList& cameraRecords)
 {
+    QStringList added;
     for (const QVariant& entry : cameraRecords) {
         if (!isRecord(entry))
             continue;
@@ -208,30 +317,45 @@ void DeviceTree::insertNewCameraNodes(const QVariantList& cameraRecords)
         std::unique_ptr<QStandardItem> camera = DeviceNodeFactory::createCameraNode(record, level, stationId);
         // Set before insertion so that the camera arrives complete, without a
         // data change right after it.
-        camera->setData(inserted.value(QStringLiteral("camType")).toInt(), Model::camTypeRole);
+        camera->setData(Model::cameraTypeOf(inserted.value(QStringLiteral("camType"))), Model::camTypeRole);
         camera->setData(textOf(inserted, "camPort"), Model::portRole);
-        m_model.itemFromIndex(parent)->insertRow(firstStationNodeRow(parent), camera.release());
+        if (placeNode(std::move(camera), parent, Position::BeforeSubstations,
+                      carriedRoles(inserted, kCameraInsertFields)))
+            added.append(textOf(inserted, "nodeUID"));
     }
+    return added;
 }
 
 void DeviceTree::insertRemovedCameras(const QString& stationId, const QVariantList& removedCameras)
 {
-    const QModelIndex station = indexOf(stationId);
+    const QPersistentModelIndex station(indexOf(stationId));
     if (!station.isValid() || removedCameras.isEmpty())
         return;
     const int stationLevel = station.data(Model::levelRole).toInt();
+    const QPersistentModelIndex folder(indexOf(DeviceNodeFactory::removedCameraFolderId(stationId)));
 
+    // A removed camera listed again is updated where it is; anything else
+    // holding its identifier gives way to it.
     QList<QStandardItem*> cameras;
-    cameras.reserve(removedCameras.size());
-    for (const QVariant& entry : removedCameras) {
+    for (const QVariant& entry : lastOfEachIdentifier(removedCameras, "camID")) {
         const QVariantMap record = entry.toMap();
-        if (isRecord(entry) && hasIdentifier(record, "camID"))
-            cameras.append(DeviceNodeFactory::createRemovedCameraNode(record, stationId, stationLevel).release());
+        std::unique_ptr<QStandardItem> camera =
+            DeviceNodeFactory::createRemovedCameraNode(record, stationId, stationLevel);
+        const QModelIndex known = indexOf(camera->data(Model::idRole).toString());
+        if (known.isValid() && known.parent() == folder
+            && known.data(Model::nodeTypeRole) == camera->data(Model::nodeTypeRole)) {
+            writeRoles(known, changedValues(known, *camera, carriedRoles(record, kRemovedCameraFields)));
+            continue;
+        }
+        if (isAtOrAbove(known, station))
+            continue;
+        if (known.isValid())
+            m_model.removeRow(known.row(), known.parent());
+        cameras.append(camera.release());
     }
     if (cameras.isEmpty())
         return;
 
-    const QModelIndex folder = indexOf(DeviceNodeFactory::removedCameraFolderId(stationId));
     if (folder.isValid()) {
         m_model.itemFromIndex(folder)->appendRows(cameras);
         return;
@@ -240,6 +364,57 @@ void DeviceTree::insertRemovedCameras(const QString& stationId, const QVariantLi
     std::unique_ptr<QStandardItem> newFolder = DeviceNodeFactory::createRemovedCameraFolder(stationId, stationLevel);
     newFolder->appendRows(cameras);
     m_model.itemFromIndex(station)->insertRow(firstStationNodeRow(station), newFolder.release());
+}
+
+// One node per identifier: an announced node that the tree already holds is
+// changed in place, keeping its state and its subtree. When the announcement
+// puts it under another parent, it moves there whole (views hear one removal
+// and one insertion of that subtree); when it names a node of another kind,
+// the announced node replaces it. A node cannot be placed under itself.
+bool DeviceTree::placeNode(std::unique_ptr<QStandardItem> node, const QModelIndex& parentIndex, Position position,
+                           const QList<int>& carried)
+{
+    const QPersistentModelIndex parent(parentIndex);
+    const QModelIndex known = indexOf(node->data(Model::idRole).toString());
+    if (known.isValid()) {
+        if (isAtOrAbove(known, parent))
+            return false;
+        if (known.data(Model::nodeTypeRole) == node->data(Model::nodeTypeRole)) {
+            if (known.parent() == parent)
+                writeRoles(known, changedValues(known, *node, carried));
+            else
+                moveNode(known, parent, position, *node, carried);
+            return false;
+        }
+        m_model.removeRow(known.row(), known.parent());
+    }
+    m_model.itemFromIndex(parent)->insertRow(rowFor(parent, position), node.release());
+    return true;
+}
+
+void DeviceTree::moveNode(const QModelIndex& node, const QPersistentModelIndex& newParent, Position position,
+                          const QStandardItem& announced, const QList<int>& carried)
+{
+    QStandardItem* oldParent = node.parent().isValid() ? m_model.itemFromIndex(node.parent())
+                                                       : m_model.invisibleRootItem();
+    const int levelShift = announced.data(Model::levelRole).toInt() - node.data(Model::levelRole).toInt();
+    QStandardItem* moved = oldParent->takeRow(node.row()).value(0);
+    if (!moved)
+        return;
+    // Changed while out of the model, so the move is all that views hear.
+    for (int role : carried)
+        moved->setData(announced.data(role), role);
+    moved->setData(announced.data(Model::parentStationIDRole), Model::parentStationIDRole);
+    moved->setData(announced.data(Model::levelRole), Model::levelRole);
+    TreeWalk::forEachItem(moved, 0, moved->rowCount() - 1, [levelShift](QStandardItem* below) {
+        below->setData(below->data(Model::levelRole).toInt() + levelShift, Model::levelRole);
+    });
+    m_model.itemFromIndex(newParent)->insertRow(rowFor(newParent, position), moved);
+}
+
+int DeviceTree::rowFor(const QModelIndex& parent, Position position) const
+{
+    return position == Position::Last ? m_model.rowCount(parent) : firstStationNodeRow(parent);
 }
 
 // ------------------------------------------------------------ field access
@@ -272,9 +447,7 @@ QVariantMap DeviceTree::getAllValues(const QString& roleName) const
 
 void DeviceTree::setData(const QString& id, int role, const QVariant& value)
 {
-    const QModelIndex index = indexOf(id);
-    if (index.isValid())
-        m_model.setData(index, value, role);
+    writeRoles(indexOf(id), {{role, value}});
 }
 
 void DeviceTree::setDataMap(const QString& id, const QVariantMap& valuesByRoleName)
@@ -843,10 +1016,23 @@ void DeviceTree::setItemData(const QString& id, const QMap<int, QVariant>& value
     writeRoles(indexOf(id), values);
 }
 
-void DeviceTree::writeRoles(const QModelIndex& index, const QMap<int, QVariant>& values)
+void DeviceTree::writeRoles(const QModelIndex& index, QMap<int, QVariant> values)
 {
+    if (!index.isValid())
+        return;
+    const auto cameraType = values.find(Model::camTypeRole);
+    if (cameraType != values.end())
+        *cameraType = Model::cameraTypeOf(*cameraType);
+    // Taking an identifier that another node holds would hide one of the two
+    // from every look-up; the node keeps its own.
+    const auto id = values.constFind(Model::idRole);
+    if (id != values.cend() && id->toString() != index.data(Model::idRole).toString()
+        && indexOf(id->toString()).isValid()) {
+        values.remove(Model::idRole);
+        values.remove(Model::nodeIDRole);
+    }
     // One dataChanged naming every role, so proxies re-check only what they filter on.
-    if (index.isValid() && !values.isEmpty())
+    if (!values.isEmpty())
         m_model.setItemData(index, values);
 }
 

@@ -10,6 +10,7 @@
 #include <QStringList>
 #include <QVariant>
 
+#include <memory>
 #include <vector>
 
 // The store of the physical topology: it owns the one device model and offers
@@ -19,6 +20,24 @@
 // parent of insertNewNodes, whose absence is logged.
 //
 // Choices made where the behaviour was open:
+// - One node per identifier, so that the identifier index finds every node.
+//   An insertion of an identifier the tree already holds (an announcement
+//   repeated, a second login station answer) writes the fields its record
+//   carries onto that node and keeps the rest: status, camera information and
+//   the nodes below it. When the announcement names another parent, the node
+//   moves there with its subtree (one removal and one insertion for views), as
+//   the latest announcement tells where it is now; when it names a node of
+//   another kind, the new node replaces the old one. A topology answer
+//   (insertNewNodes) replaces all of the parent's children and its later parts
+//   (appendNewNodes) add to them; a node either names that sits elsewhere (for
+//   a later part, also among the children already there) is removed from there
+//   first; of two records with one identifier in one list the later one
+//   counts, and a record naming the parent or a station above it is skipped. The login station is
+//   the first top-level station, whatever its identifier has become. An
+//   identifier written through setData or setDataMap that another node holds
+//   is not taken.
+// - camTypeRole holds a plain int wherever it is written from
+//   (StandardTopologyModel::cameraTypeOf).
 // - The empty identifier belongs to the login station alone. Records that would
 //   make a node without an identifier (no "nodeUID", "stationUID" or "camID")
 //   are skipped by the insertions, and camera-oriented updates (updateCameraInfo,
@@ -81,16 +100,17 @@ public:
 
     StandardTopologyModel* getModel();
 
-    // Building
-    void insertLoginStation(const QString& name, const QString& ip);
+    // Building. The insertions that announce single nodes tell which
+    // identifiers they added; a node the tree held already is not among them.
+    bool insertLoginStation(const QString& name, const QString& ip);
     // Replaces the parent's children with the records' nodes; false, changing
     // nothing, when no record makes a node.
     bool insertNewNodes(const QString& parentId, const QVariantList& nodeRecords);
     // Adds the records' nodes after the parent's children, as the later parts
     // of a node list that arrives in parts do.
     bool appendNewNodes(const QString& parentId, const QVariantList& nodeRecords);
-    void insertNewStationNodes(const QVariantList& stationRecords);
-    void insertNewCameraNodes(const QVariantList& cameraRecords);
+    QStringList insertNewStationNodes(const QVariantList& stationRecords);
+    QStringList insertNewCameraNodes(const QVariantList& cameraRecords);
     void insertRemovedCameras(const QString& stationId, const QVariantList& removedCameras);
 
     // Field access
@@ -150,8 +170,18 @@ private:
     // Names that are not published roles all land in role 0.
     QMap<int, QVariant> valuesByRole(const QVariantMap& valuesByRoleName) const;
     void setItemData(const QString& id, const QMap<int, QVariant>& values);
-    void writeRoles(const QModelIndex& index, const QMap<int, QVariant>& values);
+    void writeRoles(const QModelIndex& index, QMap<int, QVariant> values);
     int firstStationNodeRow(const QModelIndex& parent) const;
+
+    // Where an announced node goes among its parent's children.
+    enum class Position { BeforeSubstations, Last };
+    // True when the node was inserted, false when the tree held it already
+    // (or it would have to go under itself).
+    bool placeNode(std::unique_ptr<QStandardItem> node, const QModelIndex& parent, Position position,
+                   const QList<int>& carriedRoles);
+    void moveNode(const QModelIndex& node, const QPersistentModelIndex& newParent, Position position,
+                  const QStandardItem& announced, const QList<int>& carriedRoles);
+    int rowFor(const QModelIndex& parent, Position position) const;
     static QStringList newDiDoNameList(const QStringList& names, const QVariantList& changes);
 
     bool isStation(const QModelIndex& index) const;

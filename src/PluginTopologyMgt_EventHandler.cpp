@@ -4,6 +4,8 @@
 #include "ModuleLog.h"
 #include "PayloadFields.h"
 
+#include <QSet>
+
 // Broadcasts are routed by their exact, case-sensitive names (some of them
 // misspelt or lower-case, as the servers send them). Every handler takes the
 // event's payload only.
@@ -348,7 +350,8 @@ void PluginTopologyMgt::HandleBroadcastSKYRCloudDeviceReconnected(const QVariant
 // ---- Topology broadcasts -----------------------------------------------------
 //
 // Only nodes that the device tree took in are announced as inserted: a record
-// whose station is unknown, or that has no identifier, leaves nothing to find.
+// whose station is unknown, or that has no identifier, leaves nothing to find,
+// and a node the tree held already was updated, not inserted.
 
 void PluginTopologyMgt::HandleBroadcastCamInsert(const QVariant& notify)
 {
@@ -356,13 +359,8 @@ void PluginTopologyMgt::HandleBroadcastCamInsert(const QVariant& notify)
         TOPOLOGY_LOG_ERROR("%s, HanldeBroadcastCamInsert : notify is null", "PluginTopologyMgt::HandleBroadcastCamInsert");
         return;
     }
-    const QVariantList cameras = notify.toList();
-    m_deviceTree.insertNewCameraNodes(cameras);
-    QStringList inserted;
-    for (const QVariant& entry : cameras) {
-        const QString cameraId = textOf(entry.toMap(), "nodeUID");
-        if (cameraId.isEmpty() || !m_deviceTree.contains(cameraId))
-            continue;
+    const QStringList inserted = m_deviceTree.insertNewCameraNodes(notify.toList());
+    for (const QString& cameraId : inserted) {
         rememberCameraStatus(
             cameraId,
             {{QStringLiteral("connectedRole"), m_deviceTree.data(cameraId, StandardTopologyModel::connectedRole).toBool()},
@@ -370,7 +368,6 @@ void PluginTopologyMgt::HandleBroadcastCamInsert(const QVariant& notify)
              {QStringLiteral("useEdgeRecordingRole"), false},
              {QStringLiteral("edgeRecordingStreamRole"), 0},
              {QStringLiteral("nameRole"), m_deviceTree.data(cameraId, StandardTopologyModel::nameRole).toString()}});
-        inserted.append(cameraId);
     }
     for (const QString& cameraId : inserted) {
         emit nodeInserted(cameraId);
@@ -410,11 +407,12 @@ void PluginTopologyMgt::HandleBroadcastStationInsert(const QVariant& notify)
         return;
     }
     const QVariantList stations = notify.toList();
-    m_deviceTree.insertNewStationNodes(stations);
+    const QStringList added = m_deviceTree.insertNewStationNodes(stations);
+    QSet<QString> inserted(added.cbegin(), added.cend());
     for (const QVariant& entry : stations) {
         const QVariantMap station = entry.toMap();
         const QString stationId = textOf(station, "stationUID");
-        if (stationId.isEmpty() || !m_deviceTree.contains(stationId))
+        if (!inserted.remove(stationId))
             continue;
         emit nodeInserted(stationId);
         emit stationInserted(stationId, DeviceNodeFactory::cleanDisplayName(textOf(station, "nodeName")),

@@ -281,8 +281,11 @@ void PluginTopologyMgt::HandleRetrieveLoginStationInfo(const QVariant& respData,
         return;
     }
     const QVariantMap answer = respData.toMap();
-    m_deviceTree.insertLoginStation(answer.value(QStringLiteral("stationName")).toString(),
-                                    answer.value(QStringLiteral("stationIP")).toString());
+    // An answer for a login station that is already there updates it; it was
+    // announced when it was inserted.
+    if (!m_deviceTree.insertLoginStation(answer.value(QStringLiteral("stationName")).toString(),
+                                         answer.value(QStringLiteral("stationIP")).toString()))
+        return;
     const QString loginStationId;
     emit stationInserted(loginStationId,
                          m_deviceTree.data(loginStationId, StandardTopologyModel::nameRole).toString(), QString());

@@ -2,6 +2,7 @@
 
 #include "TreeWalk.h"
 
+#include <QSet>
 #include <QStandardItem>
 
 #include <iterator>
@@ -463,6 +464,31 @@ void StandardTopologyModel::followIdentifierChange(const QModelIndex& topLeft, c
         m_indexById.insert(newId, QPersistentModelIndex(node));
         *filed = newId;
     }
+}
+
+QStringList StandardTopologyModel::identifierIndexFaults() const
+{
+    QStringList faults;
+    QSet<QString> seen;
+    qsizetype nodes = 0;
+    TreeWalk::forEachIndex(*this, QModelIndex(), 0, rowCount() - 1, [&](const QModelIndex& node) {
+        ++nodes;
+        const QString id = QStandardItemModel::data(node, idRole).toString();
+        if (seen.contains(id))
+            faults << QStringLiteral("two nodes share the identifier \"%1\"").arg(id);
+        seen.insert(id);
+        if (m_indexById.value(id) != node)
+            faults << QStringLiteral("\"%1\" does not find its node").arg(id);
+        if (m_idOfItem.value(itemFromIndex(node)) != id)
+            faults << QStringLiteral("the node \"%1\" is filed under another identifier").arg(id);
+    });
+    for (auto entry = m_indexById.cbegin(); entry != m_indexById.cend(); ++entry) {
+        if (!entry->isValid() || QStandardItemModel::data(*entry, idRole).toString() != entry.key())
+            faults << QStringLiteral("\"%1\" is indexed without a node of that identifier").arg(entry.key());
+    }
+    if (m_idOfItem.size() != nodes)
+        faults << QStringLiteral("%1 nodes filed for %2 in the tree").arg(m_idOfItem.size()).arg(nodes);
+    return faults;
 }
 
 void StandardTopologyModel::forgetAllIdentifiers()

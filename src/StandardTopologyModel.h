@@ -4,6 +4,7 @@
 #include <QMap>
 #include <QPersistentModelIndex>
 #include <QStandardItemModel>
+#include <QStringList>
 
 // The item model that holds the device tree: one QStandardItem per station,
 // camera, removed camera and removed-camera folder, every field under a named
@@ -220,6 +221,12 @@ public:
                           Qt::MatchFlags flags = Qt::MatchFlags(Qt::MatchStartsWith | Qt::MatchWrap)) const override;
 
     void clear();
+
+    // Walks the whole tree and compares it with the identifier index: every
+    // node must be found under its own identifier, no two nodes may share
+    // one, and the index must hold nothing else. Returns one line per fault,
+    // none when they agree. For tests and debugging; it costs a walk.
+    QStringList identifierIndexFaults() const;
 
 protected:
     void genModelIndexMap(const QModelIndex& parent, int first, int last);

@@ -96,6 +96,7 @@ private slots:
     void decodesHexPasswords();
     void insertNewNodesReplacesChildren();
     void insertsAnnouncedNodesInPlace();
+    void announcingAKnownNodeChangesItInPlace();
     void removedCamerasAndSubtrees();
     void updatesChangeRolesInOneNotification_data();
     void updatesChangeRolesInOneNotification();
@@ -221,6 +222,20 @@ void TestDeviceTree::insertNewNodesReplacesChildren()
     for (const char* child : {"S1/C_1", "S1/C_7"})
         QCOMPARE(differingRoles(f.tree, child, {{"levelRole", 2}, {"parentStationIDRole", "S1"}}), QStringList());
     QVERIFY(!f.tree.contains("S11/C_1"));
+
+    // when an answer names a node twice, a node of another station, the parent and a station above it
+    f.recorder->clear();
+    f.tree.insertNewNodes("S2", {camera("S2/A", "first"), camera("S1/C_7"), camera("S2/A", "second"),
+                                 station("S2", "Self"), station("R", "Above")});
+    // then the node of the other station comes over, the later record counts, and the tree holds each once
+    QCOMPARE(f.recorder->lines(), QStringList({"remove 1..1 under S1", "removed 1..1 under S1", "remove 0..0 under S2",
+                                               "removed 0..0 under S2", "insert 0..1 under S2", "inserted 0..1 under S2"}));
+    QCOMPARE(childIds(f.tree, "S2"), QStringList({"S1/C_7", "S2/A"}));
+    QCOMPARE(f.tree.data("S2/A", "nameRole"), QVariant("second"));
+    // and a later part of the answer that names a child again moves it last instead of doubling it
+    f.tree.appendNewNodes("S2", {camera("S1/C_7"), camera("S2/B")});
+    QCOMPARE(childIds(f.tree, "S2"), QStringList({"S2/A", "S1/C_7", "S2/B"}));
+    QCOMPARE(f.tree.getModel()->identifierIndexFaults(), QStringList());
 }
 
 void TestDeviceTree::insertsAnnouncedNodesInPlace()
@@ -255,6 +270,58 @@ void TestDeviceTree::insertsAnnouncedNodesInPlace()
              QStringList());
 }
 
+void TestDeviceTree::announcingAKnownNodeChangesItInPlace()
+{
+    // given: a camera with its status and type filled in
+    Fixture f;
+    f.tree.setDataMap("R/C_1", {{"connectedRole", true}, {"camTypeRole", 8}});
+    f.recorder->clear();
+    // when it is announced again with a new name and type, next to a new camera listed twice
+    const QVariantMap again{{"parentStationID", "R"}, {"nodeUID", "R/C_1"}, {"nodeName", "c_Porch"}, {"camType", "Bullet"}};
+    const QVariantMap added{{"parentStationID", "R"}, {"nodeUID", "R/new"}};
+    // then only the new one counts as inserted, and the known one changes what the announcement carries
+    QCOMPARE(f.tree.insertNewCameraNodes({again, added, added}), QStringList{"R/new"});
+    QCOMPARE(f.recorder->lines(),
+             QStringList({"changed R/C_1 roles 259,302", "insert 2..2 under R", "inserted 2..2 under R"}));
+    QCOMPARE(differingRoles(f.tree, "R/C_1", {{"nameRole", "Porch"}, {"camTypeRole", 2}, {"connectedRole", true},
+                                              {"portRole", "80"}}),
+             QStringList());
+
+    // when announced under another station, then it moves there whole, state and all
+    f.recorder->clear();
+    QCOMPARE(f.tree.insertNewCameraNodes({QVariantMap{{"parentStationID", "S2"}, {"nodeUID", "R/C_1"}}}), QStringList());
+    QCOMPARE(f.recorder->lines(), QStringList({"remove 0..0 under R", "removed 0..0 under R", "insert 1..1 under S2",
+                                               "inserted 1..1 under S2"}));
+    QCOMPARE(differingRoles(f.tree, "R/C_1", {{"levelRole", 2}, {"parentStationIDRole", "S2"}, {"nameRole", "Porch"},
+                                              {"connectedRole", true}}),
+             QStringList());
+    // and a station takes its subtree along, one level deeper
+    f.recorder->clear();
+    f.tree.insertNewStationNodes({QVariantMap{{"stationUID", "S1"}, {"relayPath", "S2"}, {"nodeName", "s_North"}}});
+    QCOMPARE(f.recorder->lines(), QStringList({"remove 2..2 under R", "removed 2..2 under R", "insert 2..2 under S2",
+                                               "inserted 2..2 under S2"}));
+    QCOMPARE(differingRoles(f.tree, "S1", {{"nameRole", "North"}, {"levelRole", 2}, {"connectedRole", true}}),
+             QStringList());
+    QCOMPARE(f.tree.data("S11/C_1", "levelRole"), QVariant(4));
+
+    // when a station is announced below itself, then nothing happens
+    f.recorder->clear();
+    f.tree.insertNewStationNodes({QVariantMap{{"stationUID", "S2"}, {"relayPath", "S11"}}});
+    QCOMPARE(f.recorder->lines(), QStringList());
+    // when a node of another kind holds the identifier, then the announced node replaces it
+    QCOMPARE(f.tree.insertNewStationNodes({QVariantMap{{"stationUID", "R/C_2"}, {"relayPath", "R"}}}),
+             QStringList{"R/C_2"});
+    QCOMPARE(f.recorder->lines(), QStringList({"remove 0..0 under R", "removed 0..0 under R", "insert 2..2 under R",
+                                               "inserted 2..2 under R"}));
+    QCOMPARE(f.tree.data("R/C_2", Model::nodeTypeRole), QVariant(int(Model::StationNode)));
+    // when the login station is answered again, then the one there changes, whatever its identifier now
+    f.recorder->clear();
+    QVERIFY(!f.tree.insertLoginStation("s_Head", "10.0.0.9"));
+    QCOMPARE(f.recorder->lines(), QStringList({"changed R roles 259,263"}));
+    QCOMPARE(f.tree.getModel()->rowCount(), 1);
+    QCOMPARE(f.tree.getModel()->identifierIndexFaults(), QStringList());
+}
+
 void TestDeviceTree::removedCamerasAndSubtrees()
 {
     // given
@@ -275,24 +342,21 @@ void TestDeviceTree::removedCamerasAndSubtrees()
                              {"levelRole", 2}, {"parentStationIDRole", "R"}}),
              QStringList());
 
-    // when: the same cameras come again
+    // when: the same cameras come again, one of them renamed and listed twice
     f.recorder->clear();
-    f.tree.insertRemovedCameras("R", removed);
-    // then they are added, not replaced, and the look-up finds the later rows
-    QCOMPARE(f.recorder->lines(), QStringList({"insert 2..3 under R/_REMOVED_CAMERAS_",
-                                               "inserted 2..3 under R/_REMOVED_CAMERAS_"}));
-    QCOMPARE(childIds(f.tree, "R/_REMOVED_CAMERAS_"), QStringList({"R/7", "R/8", "R/7", "R/8"}));
-    const Model* model = f.tree.getModel();
-    QCOMPARE(model->match(QModelIndex(), Model::idRole, "R/8").value(0).row(), 3);
+    f.tree.insertRemovedCameras("R", removed + QVariantList{QVariantMap{{"camID", "8"}, {"camName", "Oldest"}}});
+    // then they change in place instead of doubling, and only in what their entries carry
+    QCOMPARE(f.recorder->lines(), QStringList({"changed R/8 roles 259"}));
+    QCOMPARE(childIds(f.tree, "R/_REMOVED_CAMERAS_"), QStringList({"R/7", "R/8"}));
+    QCOMPARE(f.tree.data("R/8", "camTypeRole"), QVariant(2));
+    QCOMPARE(f.tree.getModel()->identifierIndexFaults(), QStringList());
 
-    // when: removed cameras are taken away, each listed one from its first row
+    // when: removed cameras are taken away
     f.recorder->clear();
     f.tree.removeRemovedCameras("R", {"R/8", "R/7", "R/nowhere"});
     QCOMPARE(f.recorder->lines(), QStringList({"remove 0..1 under R/_REMOVED_CAMERAS_",
                                                "removed 0..1 under R/_REMOVED_CAMERAS_"}));
-    QCOMPARE(childIds(f.tree, "R/_REMOVED_CAMERAS_"), QStringList({"R/7", "R/8"}));
-    // and the folder stays when it is left empty
-    f.tree.removeRemovedCameras("R", {"R/7", "R/8"});
+    // then the folder stays when it is left empty
     QVERIFY(f.tree.contains("R/_REMOVED_CAMERAS_"));
     QCOMPARE(childIds(f.tree, "R/_REMOVED_CAMERAS_"), QStringList());
 
@@ -327,6 +391,14 @@ void TestDeviceTree::updatesChangeRolesInOneNotification_data()
            })
         << QStringList{"changed R/C_1 roles 259,263"} << "R/C_1"
         << QVariantMap{{"nameRole", "second"}, {"ipRole", "10.0.0.8"}};
+    QTest::newRow("a camera's model word is stored as its type number")
+        << Operation([](DeviceTree& t) { t.setDataMap("R/C_1", {{"camTypeRole", "FixedDome"}}); })
+        << QStringList{"changed R/C_1 roles 302"} << "R/C_1" << QVariantMap{{"camTypeRole", 8}};
+    QTest::newRow("an identifier another node holds is not taken")
+        << Operation([](DeviceTree& t) {
+               t.setDataMap("R/C_2", {{"idRole", "R/C_1"}, {"nodeIDRole", "R/C_1"}, {"nameRole", "Two"}});
+           })
+        << QStringList{"changed R/C_2 roles 259"} << "R/C_2" << QVariantMap{{"nameRole", "Two"}};
     QTest::newRow("camera status")
         << Operation([](DeviceTree& t) {
                t.updateCameraStatus({QVariantMap{{"camUID", "R/C_1"}, {"connected", true}, {"recording", true},

@@ -1,3 +1,4 @@
+#include "LogicalTreeInstallation.h"
 #include "NodeDataCommander.h"
 #include "QorbLogUtlStub.h"
 #include "SampleConnection.h"
@@ -65,10 +66,24 @@ private slots:
         QVERIFY(given.plugin.existedInLogicalTree("C_1"));
 
         // The redundant server is not announced as an inserted station.
-        QStringList announced;
-        for (const QList<QVariant>& arguments : stationInserted)
-            announced << arguments.at(0).toString();
-        QCOMPARE(announced, (QStringList{"", "S_1", "S_2", "S_1/S_3"}));
+        const auto announced = [&stationInserted] {
+            QStringList ids;
+            for (const QList<QVariant>& arguments : std::as_const(stationInserted))
+                ids << arguments.at(0).toString();
+            stationInserted.clear();
+            return ids;
+        };
+        QCOMPARE(announced(), (QStringList{"", "S_1", "S_2", "S_1/S_3"}));
+
+        // An answer nobody asked for, then a second connection without a disconnection: the same
+        // tree, each node once; only the sub-stations, built anew, are announced again.
+        const QString devices = treeOutline(*given.plugin.getStandardTopologyModel());
+        given.reply("RetrieveLoginStationInfo", QVariantMap{{"stationName", "s_Other"}, {"stationIP", "10.9.9.9"}});
+        QCOMPARE(given.device("", "nameRole").toString(), QStringLiteral("Other"));
+        QVERIFY(given.connectAndWait());
+        QCOMPARE(treeOutline(*given.plugin.getStandardTopologyModel()), devices);
+        QCOMPARE(given.plugin.deviceTree().getModel()->identifierIndexFaults(), QStringList());
+        QCOMPARE(announced(), (QStringList{"S_1", "S_2", "S_1/S_3"}));
     }
 
     void answersInPartsEndAsAnswersInOnePiece_data()

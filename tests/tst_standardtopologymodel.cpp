@@ -140,6 +140,8 @@ void TestStandardTopologyModel::indexFollowsMovedRowsChangedIdentifiersAndResets
     // then other roles leave the index alone
     model.setData(index, QStringLiteral("S1"), Model::nodeIDRole);
     QVERIFY(findable(model, "S1-renamed"));
+    // and the consistency check finds nothing to report
+    QCOMPARE(model.identifierIndexFaults(), QStringList());
     // and the node is unindexed under its current identifier when it goes
     model.removeRow(0);
     QVERIFY(!findable(model, "S1-renamed"));
@@ -166,6 +168,9 @@ void TestStandardTopologyModel::duplicateIdentifiers()
     model.appendRow(node("dup", "second"));
     model.appendRow(node("dup", "third"));
     QCOMPARE(model.match(QModelIndex(), Model::idRole, "dup").value(0).data(Model::nameRole), QVariant("third"));
+    // and the consistency check names every node the look-up misses
+    const QString shared = "two nodes share the identifier \"dup\"", lost = "\"dup\" does not find its node";
+    QCOMPARE(model.identifierIndexFaults(), QStringList({lost, shared, lost, shared}));
     // when the first one is renamed, the look-up of the later one stays
     model.setData(model.index(0, 0), QStringLiteral("renamed"), Model::idRole);
     // then
@@ -175,6 +180,7 @@ void TestStandardTopologyModel::duplicateIdentifiers()
     model.removeRow(1);
     QVERIFY(!findable(model, "dup"));
     QVERIFY(findable(model, "renamed"));
+    QCOMPARE(model.identifierIndexFaults(), QStringList({lost}));
 }
 
 void TestStandardTopologyModel::match_data()

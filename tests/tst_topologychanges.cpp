@@ -42,22 +42,61 @@ private slots:
                         + (c.plugin.existedInDeviceTree(id) ? "" : " missing");
             });
         QSignalSpy stations(&c.plugin, &PluginTopologyMgt::stationInserted);
-        QVariantList cameras; // S_7 is unknown
-        for (const char* id : {"S_1/C_9", "S_1/C_10", "S_7/C_1", "S_1/C_11"})
+        QVariantList cameras; // S_7 is unknown, S_1/C_9 listed twice
+        for (const char* id : {"S_1/C_9", "S_1/C_10", "S_7/C_1", "S_1/C_11", "S_1/C_9"})
             cameras << QVariantMap{{"nodeUID", id}, {"nodeName", "c_New"}, {"parentStationID", QString(id).section('/', 0, 0)}};
+        const QVariantList newStations{QVariantMap{{"stationUID", "S_1/S_4"}, {"nodeName", "s_Annex"}, {"relayPath", "S_1"}},
+                                       QVariantMap{{"stationUID", "S_8/S_1"}, {"relayPath", "S_8"}}};
 
         c.broadcast("NotifyCamInsert", cameras);
-        c.broadcast("NotifyStationInsert", QVariantList{QVariantMap{{"stationUID", "S_1/S_4"}, {"nodeName", "s_Annex"}, {"relayPath", "S_1"}},
-                                                        QVariantMap{{"stationUID", "S_8/S_1"}, {"relayPath", "S_8"}}});
+        c.broadcast("NotifyStationInsert", newStations);
+        // Announced again, they are known already: nothing is inserted or announced twice.
+        c.broadcast("NotifyCamInsert", cameras);
+        c.broadcast("NotifyStationInsert", newStations);
 
         QCOMPARE(heard, (QStringList{"node S_1/C_9", "standard S_1/C_9", "node S_1/C_10", "standard S_1/C_10",
                                      "node S_1/C_11", "standard S_1/C_11", "node S_1/S_4"}));
         QCOMPARE(texts(stations), QStringList{"S_1/S_4 Annex S_1"});
         QCOMPARE(c.device("S_1/C_10", "nameRole").toString(), QStringLiteral("New"));
+        // One removal leaves nothing behind.
+        c.broadcast("NotifyNodeRemove", QVariantMap{{"parentStationID", "S_1"}, {"nodeList", QStringList{"S_1/C_10", "S_1/S_4"}}});
+        QVERIFY(!c.plugin.existedInDeviceTree("S_1/C_10") && !c.plugin.existedInDeviceTree("S_1/S_4"));
+        QCOMPARE(c.plugin.deviceTree().getModel()->identifierIndexFaults(), QStringList());
         // The new camera's first status is news.
         QSignalSpy status(&c.plugin, &PluginTopologyMgt::nodeStatusChanged);
         c.broadcast("NotifyCameraStatus", QVariantList{QVariantMap{{"camUID", "S_1/C_9"}, {"connected", true}}});
         QCOMPARE(texts(status), QStringList{"0 S_1/C_9 true"});
+    }
+
+    void cameraTypesAreNumbersOnEveryPath()
+    {
+        SampleConnection c;
+        QVERIFY(c.ready());
+        QAbstractItemModel* view = c.plugin.getFullLogicalTreeModel();
+        QAbstractItemModelTester viewTester(view, QAbstractItemModelTester::FailureReportingMode::Fatal);
+
+        // Cameras announced with a model word and with a JSON number, a rename, a removed camera and an external device.
+        c.broadcast("NotifyCamInsert",
+                    QVariantList{QVariantMap{{"nodeUID", "S_1/C_20"}, {"parentStationID", "S_1"}, {"camType", "Fisheye"}},
+                                 QVariantMap{{"nodeUID", "S_1/C_21"}, {"parentStationID", "S_1"},
+                                             {"camType", QVariant::fromValue<qlonglong>(2)}}});
+        c.broadcast("NotifyCameraChange", QVariantMap{{"camUID", "C_1"}, {"name", "Gate"}});
+        c.reply("QryCamLocation", QVariantMap{{"relayPath", "S_1"},
+                                              {"removedCameras", QVariantList{QVariantMap{{"camID", "C_30"}, {"camName", "Old"},
+                                                                                          {"cameraType", "8"}}}}});
+        c.reply("RetrieveExternalDevs", QVariantList{QVariantMap{{"RelayPath", "S_1"}, {"NodeID", "S_1/IO_2"}}});
+
+        // C_1 is a fixed dome whose type came as a model word with its camera information.
+        const auto typed = [](const QVariant& value) { return QString("%1 %2").arg(value.typeName(), value.toString()); };
+        QStringList types;
+        for (const char* id : {"C_1", "S_1/C_20", "S_1/C_21", "S_1/C_30", "S_1/IO_2"})
+            types << id + (" " + typed(c.device(id, "camTypeRole")));
+        types << "record " + typed(c.plugin.cameraInfoFrom("C_1", "camTypeRole"));
+        QCOMPARE(types, (QStringList{"C_1 int 8", "S_1/C_20 int 7", "S_1/C_21 int 2", "S_1/C_30 int 8", "S_1/IO_2 int 10",
+                                     "record int 8"}));
+        const QModelIndex gate = view->match(view->index(0, 0), LogicalTreeModel::cameraNodeIDRole, "C_1", 1,
+                                             Qt::MatchRecursive | Qt::MatchExactly).value(0);
+        QCOMPARE(gate.data(LogicalTreeModel::displayIconRole).toString(), QStringLiteral("cameraFixedDomeConnected"));
     }
 
     void renamesAreCleanedStoredAndAnnounced()
