@@ -56,6 +56,23 @@ QString stationPartOf(const QString& cameraId)
     return slash < 0 ? QStringLiteral("") : cameraId.left(slash);
 }
 
+bool isIoDevice(int type)
+{
+    return type == Model::StationIoDevice || type == Model::ExternalDevice;
+}
+
+// True when `node` is `descendant` itself or one of its ancestors.
+bool isAtOrAbove(const QModelIndex& node, const QModelIndex& descendant)
+{
+    if (!node.isValid())
+        return false;
+    for (QModelIndex ancestor = descendant; ancestor.isValid(); ancestor = ancestor.parent()) {
+        if (ancestor == node)
+            return true;
+    }
+    return false;
+}
+
 QStringList defaultDiDoNames(const QString& prefix, int count)
 {
     QStringList names;
@@ -160,6 +177,10 @@ void LogicalTree::clear()
 
 void LogicalTree::createDefaultNodes()
 {
+    // A connection reported twice keeps the folders of the first report.
+    if (nodeById(kRemovedCamerasFolderId).isValid() && nodeById(kLocalDbFolderId).isValid()
+        && nodeById(kIoDeviceFolderId).isValid())
+        return;
     LogicalTreeNodeBuilder root;
     root.setName(kDefaultRootName).setType(Model::Folder);
     std::unique_ptr<QStandardItem> rootItem(root.build());
@@ -275,27 +296,36 @@ void LogicalTree::insertIoDevices(const QVariantList& devices, LogicalTreeModel:
             continue;
         const QVariantMap device = entry.toMap();
         const QString deviceId = textOf(device, "NodeID");
+        if (deviceId.isEmpty())
+            continue;
+        // The node information of a sub-station may be handled before its
+        // parent's: a device whose parent is not in the tree yet waits in the I/O
+        // folder, and its parent takes it in when it arrives.
+        const QString relayPath = textOf(device, "RelayPath");
+        QModelIndex parent = nodeById(relayPath);
+        if (!parent.isValid())
+            parent = nodeById(kIoDeviceFolderId);
+        if (!parent.isValid())
+            continue;
         LogicalTreeNodeBuilder builder;
         builder.setID(deviceId)
                 .setCameraNodeID(deviceId)
                 .setType(type)
-                .setName(DeviceNodeFactory::cleanDisplayName(textOf(device, "RefName")));
+                .setName(DeviceNodeFactory::cleanDisplayName(textOf(device, "RefName")))
+                .setParentStationNodeID(relayPath);
+        const QStringList diNames = textListOf(device.value(QStringLiteral("DINameList")));
+        const QStringList doNames = textListOf(device.value(QStringLiteral("DONameList")));
 
-        // A device announced again replaces its old node instead of doubling it.
-        const QList<QPersistentModelIndex> existing = nodesOfCamera(deviceId);
-        if (!existing.isEmpty())
-            removeNode(existing.first());
-
-        const QString relayPath = textOf(device, "RelayPath");
-        const QModelIndex parent = nodeById(relayPath.isEmpty() ? kIoDeviceFolderId : relayPath);
-        if (!parent.isValid())
-            continue;
-        QStandardItem* item = builder.build();
-        if (!item)
-            continue;
-        replaceDiDoChildren(item, deviceId, textListOf(device.value(QStringLiteral("DINameList"))),
-                            textListOf(device.value(QStringLiteral("DONameList"))));
-        appendChildren(parent, {item});
+        // A device announced again is updated where it is, so that the devices
+        // nested under it stay.
+        const QModelIndex known = ioDeviceNode(deviceId);
+        if (known.isValid()) {
+            updateIoDevice(known, builder, parent, diNames, doNames);
+        } else if (QStandardItem* item = builder.build()) {
+            replaceDiDoChildren(item, deviceId, diNames, doNames);
+            appendChildren(parent, {item});
+        }
+        adoptWaitingIoDevices(deviceId);
     }
 }
 
@@ -460,8 +490,11 @@ void LogicalTree::removeIoDevices(const QString& cameraIdPrefix)
     const QModelIndex folder = nodeById(kIoDeviceFolderId);
     if (!folder.isValid())
         return;
+    // "S_1" holds "S_1" and "S_1/..." but not "S_10/..."; the empty prefix holds everything.
+    const QString below = cameraIdPrefix + QLatin1Char('/');
     const auto matches = [&](int row) {
-        return m_model.index(row, 0, folder).data(Model::cameraNodeIDRole).toString().startsWith(cameraIdPrefix);
+        const QString cameraId = m_model.index(row, 0, folder).data(Model::cameraNodeIDRole).toString();
+        return cameraIdPrefix.isEmpty() || cameraId == cameraIdPrefix || cameraId.startsWith(below);
     };
     for (int last = m_model.rowCount(folder) - 1; last >= 0; --last) {
         if (!matches(last))
@@ -574,23 +607,116 @@ void LogicalTree::appendChildren(const QModelIndex& parent, const QList<QStandar
 
 void LogicalTree::appendRows(QStandardItem* parent, const QList<QStandardItem*>& rows)
 {
-    if (rows.isEmpty())
+    if (parent)
+        insertRows(parent, parent->rowCount(), rows);
+}
+
+void LogicalTree::insertRows(QStandardItem* parent, int row, const QList<QStandardItem*>& rows)
+{
+    if (!parent || rows.isEmpty())
         return;
-    // Appending a list of rows hands the model to the rows themselves but not to
+    // Inserting a list of rows hands the model to the rows themselves but not to
     // their descendants, which would then be invisible to the model; a row with a
     // subtree goes in on its own, which takes its whole subtree along.
     const bool allLeaves =
-            std::none_of(rows.cbegin(), rows.cend(), [](const QStandardItem* row) { return row->hasChildren(); });
+            std::none_of(rows.cbegin(), rows.cend(), [](const QStandardItem* item) { return item->hasChildren(); });
     if (!allLeaves) {
-        for (QStandardItem* row : rows)
-            parent->appendRow(row);
+        for (QStandardItem* item : rows)
+            parent->insertRow(row++, item);
         return;
     }
-    // A list appended to a node without columns would announce its first column
+    // A list inserted into a node without columns would announce its first column
     // in the middle of announcing the rows; the column comes first on its own.
     if (parent->columnCount() == 0)
         parent->setColumnCount(1);
-    parent->appendRows(rows);
+    parent->insertRows(row, rows);
+}
+
+QModelIndex LogicalTree::ioDeviceNode(const QString& deviceId) const
+{
+    for (const QPersistentModelIndex& node : nodesOfCamera(deviceId)) {
+        if (isIoDevice(typeOf(node)))
+            return node;
+    }
+    return QModelIndex();
+}
+
+void LogicalTree::updateIoDevice(const QModelIndex& device, const LogicalTreeNodeBuilder& announced,
+                                 const QModelIndex& parent, const QStringList& diNames, const QStringList& doNames)
+{
+    QPersistentModelIndex node(device);
+    // A device cannot go under itself or under a device nested in it.
+    if (node.parent() != parent && !isAtOrAbove(node, parent))
+        node = moveUnder(node, parent);
+    QMap<int, QVariant> changed;
+    const QMap<int, QVariant> values = announced.roleValues();
+    for (int role : {int(Model::typeRole), int(Model::nameRole), int(Model::parentStationIDRole)}) {
+        if (m_model.data(node, role) != values.value(role))
+            changed.insert(role, values.value(role));
+    }
+    if (!changed.isEmpty())
+        m_model.setItemData(node, changed);
+    replaceDiDoRows(node, idOf(node), diNames, doNames);
+}
+
+void LogicalTree::adoptWaitingIoDevices(const QString& deviceId)
+{
+    const QModelIndex folder = nodeById(kIoDeviceFolderId);
+    const QPersistentModelIndex device(ioDeviceNode(deviceId));
+    if (!folder.isValid() || !device.isValid())
+        return;
+    QList<QPersistentModelIndex> waiting;
+    for (int row = 0; row < m_model.rowCount(folder); ++row) {
+        const QModelIndex child = m_model.index(row, 0, folder);
+        if (isIoDevice(typeOf(child)) && m_model.data(child, Model::parentStationIDRole).toString() == deviceId)
+            waiting.append(child);
+    }
+    for (const QPersistentModelIndex& child : waiting) {
+        if (!isAtOrAbove(child, device))
+            moveUnder(child, device);
+    }
+}
+
+QPersistentModelIndex LogicalTree::moveUnder(const QPersistentModelIndex& node, const QModelIndex& parent)
+{
+    // Taken out and appended with its subtree: one removal and one insertion.
+    const QPersistentModelIndex destination(parent);
+    QStandardItem* item = itemOrRoot(node.parent())->takeRow(node.row()).value(0);
+    if (!item)
+        return QPersistentModelIndex();
+    itemOrRoot(destination)->appendRow(item);
+    return QPersistentModelIndex(item->index());
+}
+
+void LogicalTree::replaceDiDoRows(const QModelIndex& owner, const QString& ownerId, const QStringList& diNames,
+                                  const QStringList& doNames)
+{
+    // Only the owner's own DI/DO: a station's I/O device also holds the devices
+    // behind it. Unchanged ports keep their rows and their levels.
+    QStringList currentDi;
+    QStringList currentDo;
+    QList<int> rows;
+    for (int row = 0; row < m_model.rowCount(owner); ++row) {
+        const QModelIndex child = m_model.index(row, 0, owner);
+        const int type = typeOf(child);
+        if (type != Model::DigitalInput && type != Model::DigitalOutput)
+            continue;
+        (type == Model::DigitalInput ? currentDi : currentDo).append(m_model.data(child, Model::nameRole).toString());
+        rows.append(row);
+    }
+    if (currentDi == diNames && currentDo == doNames)
+        return;
+    for (int i = int(rows.size()) - 1; i >= 0;) {
+        int first = rows.at(i);
+        int count = 1;
+        while (i - count >= 0 && rows.at(i - count) == first - 1) {
+            --first;
+            ++count;
+        }
+        m_model.removeRows(first, count, owner);
+        i -= count;
+    }
+    insertRows(m_model.itemFromIndex(owner), 0, buildDiDoChildren(ownerId, diNames, doNames));
 }
 
 void LogicalTree::removeNode(const QModelIndex& node)

@@ -2,6 +2,7 @@
 
 #include "LogicalTreeIdIndex.h"
 #include "LogicalTreeModel.h"
+#include "LogicalTreeNodeBuilder.h"
 
 #include <QList>
 #include <QObject>
@@ -44,8 +45,19 @@ class QStandardItem;
 //   renames and local database names are kept as given.
 // - insertNewLocalDB skips camera entries whose value is not a map, and adds
 //   nothing when the local DB folder is missing.
-// - removeIoDevices(prefix) removes runs of adjacent matching rows in one
-//   notification each.
+// - I/O devices may arrive in any order: the node information of a sub-station
+//   can be handled before its parent's. A device whose "RelayPath" names no
+//   node yet waits directly in the I/O folder; when the node it names arrives,
+//   it moves under it with whatever is nested under it. A device announced
+//   again is updated where it is (moved when its relay path names another
+//   existing node), so the devices nested under it stay; its DI/DO rows are
+//   rebuilt only when its port names change. Devices keep their relay path
+//   under parentStationIDRole, which is how a waiting device is recognised.
+//   A camera placed in a folder under a device's ID is left alone.
+// - createDefaultNodes adds nothing when the special folders are there already.
+// - removeIoDevices(prefix) matches at a path boundary: "S_1" takes "S_1" and
+//   "S_1/..." but not "S_10/..."; the empty prefix takes every device in the
+//   folder. Runs of adjacent matching rows go in one notification each.
 // - A camera-wide DI/DO update changes every matching child, should an owner
 //   have two DI (or DO) with one index.
 class LogicalTree : public QObject
@@ -111,6 +123,14 @@ private:
 
     void appendChildren(const QModelIndex& parent, const QList<QStandardItem*>& children);
     void appendRows(QStandardItem* parent, const QList<QStandardItem*>& rows);
+    void insertRows(QStandardItem* parent, int row, const QList<QStandardItem*>& rows);
+    QPersistentModelIndex moveUnder(const QPersistentModelIndex& node, const QModelIndex& parent);
+    QModelIndex ioDeviceNode(const QString& deviceId) const;
+    void updateIoDevice(const QModelIndex& device, const LogicalTreeNodeBuilder& announced, const QModelIndex& parent,
+                        const QStringList& diNames, const QStringList& doNames);
+    void adoptWaitingIoDevices(const QString& deviceId);
+    void replaceDiDoRows(const QModelIndex& owner, const QString& ownerId, const QStringList& diNames,
+                         const QStringList& doNames);
     void removeNode(const QModelIndex& node);
     void replaceDiDoChildren(QStandardItem* owner, const QString& ownerId, const QStringList& diNames,
                              const QStringList& doNames);

@@ -846,8 +846,9 @@ void PluginTopologyMgt::forgetNodes(const QStringList& nodeIds)
 // In the logical tree a station's I/O node holds the external devices behind it
 // and the I/O nodes of its sub-stations, so removing that one node drops all of
 // them, however deep the station lies; the login station has no node of its
-// own, and everything in the I/O folder lies behind it. A look-up by the
-// station's identifier alone (not a prefix) leaves "S_10" alone when "S_1" goes.
+// own, and everything in the I/O folder lies behind it. Devices of the station
+// or behind it that still wait in the I/O folder for their parent's node are
+// taken by their path ("S_1/...", never "S_10/...").
 void PluginTopologyMgt::removeStationIoDevices(const QString& stationId)
 {
     if (stationId.isEmpty()) {
@@ -856,6 +857,7 @@ void PluginTopologyMgt::removeStationIoDevices(const QString& stationId)
     }
     if (m_logicalTree.data(stationId, LogicalTreeModel::typeRole).toInt() == LogicalTreeModel::StationIoDevice)
         m_logicalTree.removeIoDevices(QString(), QStringList{stationId});
+    m_logicalTree.removeIoDevices(stationId);
 }
 
 void PluginTopologyMgt::clearConnectionTables()

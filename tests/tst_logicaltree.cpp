@@ -66,7 +66,7 @@ private slots:
     void setBuildsServerNodes();
     void insertsFoldersAndCamerasWithDiDo_data();
     void insertsFoldersAndCamerasWithDiDo();
-    void ioDevicesReplaceTheirOldNode();
+    void ioDevicesFindTheirPlaceInAnyOrder();
     void removedCamerasAndLocalDatabases();
     void moveNodes_data();
     void moveNodes();
@@ -90,6 +90,9 @@ void TestLogicalTree::createsDefaultNodes()
     QCOMPARE(treeOutline(*tree.getModel()), "(Station){" + kSpecial.chopped(1) + "}");
     QCOMPARE(tree.data("_REMOVED_CAMERAS_", Model::nameRole), QVariant("Removed Cameras"));
     QVERIFY(!tree.hasLocalDBNodes());
+    // when: asked again for a connection reported twice, then nothing is added
+    tree.createDefaultNodes();
+    QCOMPARE(recorder.lines().size(), 2);
     // when: the standalone player's tree replaces it
     tree.createDefaultNodesForStandalonePlayer();
     // then
@@ -215,33 +218,48 @@ void TestLogicalTree::insertsFoldersAndCamerasWithDiDo()
     QCOMPARE(actual, children);
 }
 
-void TestLogicalTree::ioDevicesReplaceTheirOldNode()
+void TestLogicalTree::ioDevicesFindTheirPlaceInAnyOrder()
 {
-    // given
+    // given: a sub-station's I/O device, and an external device behind it, arrive before the station's own
     Fixture f;
-    const QVariantMap device{{"NodeID", "S_1/IO_1"}, {"RefName", "d_Door box"}, {"RelayPath", ""},
-                             {"DINameList", QStringList{"Door", "Window"}}, {"DONameList", QVariantList{"Siren"}}};
-    // when
-    f.tree.insertIoDevices({device}, Model::StationIoDevice);
-    // then: one block under the I/O folder, DI/DO named by the lists
-    QCOMPARE(f.recorder->lines(), QStringList({"insert 0..0 under _IO_BOX_FID_", "inserted 0..0 under _IO_BOX_FID_"}));
-    QCOMPARE(treeOutline(*f.model, findByTreeId(*f.model, "_IO_BOX_FID_")), "S_1/IO_1{S_1/IO_1_0,S_1/IO_1_1,S_1/IO_1_2}");
-    QCOMPARE(f.tree.data("S_1/IO_1", Model::nameRole), QVariant("Door box"));
-    QCOMPARE(f.tree.data("S_1/IO_1", Model::typeRole), QVariant(int(Model::StationIoDevice)));
-    QCOMPARE(childValues(*f.model, "S_1/IO_1", Model::nameRole), QVariantList({"Door", "Window", "Siren"}));
-    QCOMPARE(childValues(*f.model, "S_1/IO_1", Model::diDoIndexRole), QVariantList({0, 1, 0}));
-    // when: announced again behind a relay path
-    QVariantMap moved = device;
-    moved.insert("RelayPath", "F3");
-    f.tree.insertIoDevices({moved}, Model::ExternalDevice);
-    // then: replaced, not doubled
-    QCOMPARE(f.model->match({}, Model::cameraNodeIDRole, "S_1/IO_1").size(), 1);
-    QCOMPARE(findByTreeId(*f.model, "S_1/IO_1").parent().data(Model::idRole), QVariant("F3"));
-    QCOMPARE(f.tree.data("S_1/IO_1", Model::typeRole), QVariant(int(Model::ExternalDevice)));
-    // when: announced behind a parent that does not exist, the old node goes and none comes
-    moved.insert("RelayPath", "nope");
-    f.tree.insertIoDevices({moved}, Model::ExternalDevice);
-    QVERIFY(!f.tree.existed("S_1/IO_1"));
+    const auto device = [](const QString& id, const QString& relayPath, const QStringList& di = {},
+                           const QVariantList& dout = {}) {
+        return QVariantMap{{"NodeID", id}, {"RefName", "d_" + id}, {"RelayPath", relayPath}, {"DINameList", di},
+                           {"DONameList", dout}};
+    };
+    f.tree.insertIoDevices({device("S_1/S_3", "S_1", {"Door", "Window"}, {"Siren"})}, Model::StationIoDevice);
+    QCOMPARE(childValues(*f.model, "S_1/S_3", Model::nameRole), QVariantList({"Door", "Window", "Siren"}));
+    f.tree.insertIoDevices({device("S_1/S_3/IO_1", "S_1/S_3")}, Model::ExternalDevice);
+    // then: the early one waits in the I/O folder, with the external device under it
+    const auto ioFolder = [&f] { return treeOutline(*f.model, findByTreeId(*f.model, "_IO_BOX_FID_")); };
+    QCOMPARE(ioFolder(), "S_1/S_3{S_1/S_3_0,S_1/S_3_1,S_1/S_3_2,S_1/S_3/IO_1}");
+
+    // when: the station's own device arrives
+    f.recorder->clear();
+    f.tree.insertIoDevices({device("S_1", "", {"Gate"})}, Model::StationIoDevice);
+    // then: it takes the early one in, with what is nested under it
+    QCOMPARE(f.recorder->lines(), QStringList({"insert 1..1 under _IO_BOX_FID_", "inserted 1..1 under _IO_BOX_FID_",
+                                               "remove 0..0 under _IO_BOX_FID_", "removed 0..0 under _IO_BOX_FID_",
+                                               "insert 1..1 under S_1", "inserted 1..1 under S_1"}));
+    QCOMPARE(ioFolder(), "S_1{S_1_0,S_1/S_3{S_1/S_3_0,S_1/S_3_1,S_1/S_3_2,S_1/S_3/IO_1}}");
+
+    // when: announced again, unchanged and then with another port, the devices nested under it stay
+    f.recorder->clear();
+    f.tree.insertIoDevices({device("S_1", "", {"Gate"})}, Model::StationIoDevice);
+    QCOMPARE(f.recorder->lines(), QStringList());
+    f.tree.insertIoDevices({device("S_1", "", {"Gate", "Fence"})}, Model::StationIoDevice);
+    QCOMPARE(f.recorder->lines(), QStringList({"remove 0..0 under S_1", "removed 0..0 under S_1",
+                                               "insert 0..1 under S_1", "inserted 0..1 under S_1"}));
+    QCOMPARE(ioFolder(), "S_1{S_1_0,S_1_1,S_1/S_3{S_1/S_3_0,S_1/S_3_1,S_1/S_3_2,S_1/S_3/IO_1}}");
+
+    // when: announced behind another node, then it moves there whole, as the new kind, once
+    f.tree.insertIoDevices({device("S_1", "F3")}, Model::ExternalDevice);
+    QCOMPARE(treeOutline(*f.model, findByTreeId(*f.model, "F3")), "S_1{S_1/S_3{S_1/S_3_0,S_1/S_3_1,S_1/S_3_2,S_1/S_3/IO_1}}");
+    QCOMPARE(f.tree.data("S_1", Model::typeRole), QVariant(int(Model::ExternalDevice)));
+    QCOMPARE(f.model->match({}, Model::cameraNodeIDRole, "S_1").size(), 1);
+    // when: announced behind a parent that does not exist, then it waits in the I/O folder again
+    f.tree.insertIoDevices({device("S_1", "nope")}, Model::StationIoDevice);
+    QCOMPARE(findByTreeId(*f.model, "S_1").parent().data(Model::idRole), QVariant("_IO_BOX_FID_"));
 }
 
 void TestLogicalTree::removedCamerasAndLocalDatabases()
@@ -375,9 +393,10 @@ void TestLogicalTree::removals()
     // when: by records, skipping what is not one
     f.tree.removeNodes(QVariantList{QVariantMap{{"uid", "T1"}}, "T3", QVariantMap()});
     QCOMPARE(f.model->match({}, Model::cameraNodeIDRole, "S_1/C_1").size(), 1);
-    // when: I/O devices by prefix (direct children of the I/O folder only, case-sensitive) and by node ID
+    // when: I/O devices by prefix (direct children of the I/O folder only, at a path boundary, case-sensitive)
+    // and by node ID
     f.recorder->clear();
-    f.tree.removeIoDevices("S_1/");
+    f.tree.removeIoDevices("S_1");
     QCOMPARE(f.recorder->lines(), QStringList({"remove 2..2 under _IO_BOX_FID_", "removed 2..2 under _IO_BOX_FID_",
                                                "remove 0..0 under _IO_BOX_FID_", "removed 0..0 under _IO_BOX_FID_"}));
     QCOMPARE(childValues(*f.model, "_IO_BOX_FID_", Model::idRole), QVariantList({"S_10/IO_1", "s_1/IO_3"}));

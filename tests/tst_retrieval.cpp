@@ -64,6 +64,10 @@ private slots:
         QCOMPARE(given.plugin.getCameraInfoList().size(), given.installation.scenario().cameraCount());
         QCOMPARE(tree.data("S_2", StandardTopologyModel::connectedRole).toBool(), true);
         QVERIFY(given.plugin.existedInLogicalTree("C_1"));
+        // Every station's I/O device is in the I/O folder, the sub-station's under its parent's,
+        // though the sub-station's node information is handled first.
+        QCOMPARE(treeOutline(*given.plugin.logicalTree().getModel(), given.logicalNode("_IO_BOX_FID_")),
+                 QStringLiteral("S_1{S_1/S_3{S_1/S_3_0,S_1/S_3_1}},S_2,S_9"));
 
         // The redundant server is not announced as an inserted station.
         const auto announced = [&stationInserted] {

@@ -62,9 +62,7 @@ private slots:
         scenario["loginStation"] = login;
         SampleConnection c(scenario);
         QVERIFY(c.ready());
-        c.reply("RetrieveAllCamInfo", QVariantMap{{"relayPath", "S_1/S_3"}, // the dock's I/O node, inside S_1's
-                                                  {"stations", QVariantList{QVariantMap{{"stationUID", "S_1/S_3"}}}}});
-        QVERIFY(c.logicalNode("S_1/S_3").parent() == c.logicalNode("S_1"));
+        QVERIFY(c.logicalNode("S_1/S_3").parent() == c.logicalNode("S_1")); // the dock's I/O node, inside S_1's
         QSignalSpy status(&c.plugin, &PluginTopologyMgt::nodeStatusChanged);
         QSignalSpy stations(&c.plugin, &PluginTopologyMgt::stationConnectionStatusChanged);
         connect(&c.plugin, &PluginTopologyMgt::stationConnectionStatusChanged, this,
@@ -73,9 +71,13 @@ private slots:
 
         c.broadcast("NotifyStationStatus", station("S_1/S_3", false));
         QVERIFY(!c.logicalNode("S_1/S_3").isValid() && c.logicalNode("S_1").isValid());
+        // A station behind the lost dock waits in the I/O folder for its parent's node, and goes with S_1.
+        c.reply("RetrieveAllCamInfo", QVariantMap{{"relayPath", "S_1/S_3/S_7"},
+                                                  {"stations", QVariantList{QVariantMap{{"stationUID", "S_1/S_3/S_7"}}}}});
+        QVERIFY(c.logicalNode("S_1/S_3/S_7").parent() == c.logicalNode("_IO_BOX_FID_"));
         for (int twice = 0; twice < 2; ++twice)
             c.broadcast("NotifyStationStatus", station("S_1", false));
-        QVERIFY(!c.logicalNode("S_1").isValid() && c.logicalNode("S_10").isValid());
+        QVERIFY(!c.logicalNode("S_1").isValid() && !c.logicalNode("S_1/S_3/S_7").isValid() && c.logicalNode("S_10").isValid());
         QCOMPARE(texts(status), (QStringList{"1 S_1/S_3 false", "1 S_1 false"}));
         QCOMPARE(texts(stations), (QStringList{"S_1/S_3 false false", "S_1 false false"}));
 
