@@ -452,7 +452,7 @@ void TestLogicalTree::cameraWideUpdatesReachEveryPlacement()
     // when: DI/DO are rebuilt with other counts, both placements follow
     f.tree.insertCameraDiDoNodes({QVariantMap{{"idRole", "S_1/C_1"}, {"diCountRole", 0}, {"doCountRole", 1}}});
     QCOMPARE(childValues(*f.model, "T3", Model::nameRole), QVariantList({"DO-1"}));
-    QCOMPARE(childValues(*f.model, "T1", Model::diDoValueRole), QVariantList({0}));
+    QCOMPARE(childValues(*f.model, "T1", Model::diDoValueRole), QVariantList{QVariant(0)});
 }
 
 void TestLogicalTree::malformedInputIsHarmless()
