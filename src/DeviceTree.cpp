@@ -1,6 +1,8 @@
 #include "DeviceTree.h"
 
 #include "DeviceNodeFactory.h"
+#include "InputLimits.h"
+#include "ModuleLimits.h"
 #include "ModuleLog.h"
 #include "PayloadFields.h"
 #include "TreeWalk.h"
@@ -33,7 +35,7 @@ QVariant converted(const QVariant& value, Conversion conversion)
 {
     switch (conversion) {
     case Conversion::Text:
-        return value.toString();
+        return PayloadFields::text(value);
     case Conversion::Flag:
         return value.toBool();
     case Conversion::Number:
@@ -63,6 +65,32 @@ QMap<int, QVariant> carriedFields(const QVariantMap& record, std::initializer_li
 bool hasIdentifier(const QVariantMap& record, const char* key)
 {
     return !textOf(record, key).isEmpty();
+}
+
+// Whether nodes `levels` below the parent stay within the depth limit; a
+// top-level node is at level 1.
+bool hasRoomBelow(const QModelIndex& parent, int levels = 1)
+{
+    int level = levels;
+    for (QModelIndex node = parent; node.isValid(); node = node.parent())
+        ++level;
+    return level <= ModuleLimits::kMaxTreeDepth;
+}
+
+// Records left out for their depth take with them whatever later records of
+// the same input hang below them.
+void dropForDepth(const QVariantList& records, const char* idKey, bool report)
+{
+    int dropped = 0;
+    for (const QVariant& entry : records) {
+        const QString id = isRecord(entry) ? textOf(entry.toMap(), idKey) : QString();
+        if (id.isEmpty())
+            continue;
+        InputLimits::rememberDroppedNode(id);
+        ++dropped;
+    }
+    if (report)
+        InputLimits::partsDropped(dropped);
 }
 
 int channelOf(const QString& nodeId)
@@ -124,8 +152,16 @@ bool DeviceTree::appendNewNodes(const QString& parentId, const QVariantList& nod
 bool DeviceTree::insertNodes(const QString& parentId, const QVariantList& nodeRecords, bool replaceChildren)
 {
     const QModelIndex parent = indexOf(parentId);
+    if (!parent.isValid() && InputLimits::isDroppedNode(parentId)) {
+        dropForDepth(nodeRecords, "nodeUID", false);
+        return false;
+    }
     if (!parent.isValid()) {
         TOPOLOGY_LOG_ERROR("%s, cannot find parent node %s", "DeviceTree::insertNewNodes", parentId);
+        return false;
+    }
+    if (!hasRoomBelow(parent)) {
+        dropForDepth(nodeRecords, "nodeUID", true);
         return false;
     }
     const int level = parent.data(Model::levelRole).toInt() + 1;
@@ -164,8 +200,12 @@ void DeviceTree::insertNewStationNodes(const QVariantList& stationRecords)
             continue;
         const QString relayPath = textOf(inserted, "relayPath");
         const QModelIndex parent = indexOf(relayPath);
-        if (!parent.isValid())
+        if (!parent.isValid() && !InputLimits::isDroppedNode(relayPath))
             continue;
+        if (!parent.isValid() || !hasRoomBelow(parent)) {
+            dropForDepth({entry}, "stationUID", parent.isValid());
+            continue;
+        }
         QVariantMap record{
             {QStringLiteral("nodeUID"), inserted.value(QStringLiteral("stationUID"))},
             {QStringLiteral("nodeName"), DeviceNodeFactory::cleanDisplayName(textOf(inserted, "nodeName"))},
@@ -192,6 +232,10 @@ void DeviceTree::insertNewCameraNodes(const QVariantList& cameraRecords)
         const QModelIndex parent = indexOf(stationId);
         if (!parent.isValid())
             continue;
+        if (!hasRoomBelow(parent)) {
+            InputLimits::partsDropped();
+            continue;
+        }
         const QVariantMap record{
             {QStringLiteral("nodeUID"), inserted.value(QStringLiteral("nodeUID"))},
             {QStringLiteral("nodeName"), DeviceNodeFactory::cleanDisplayName(textOf(inserted, "nodeName"))},
@@ -230,6 +274,12 @@ void DeviceTree::insertRemovedCameras(const QString& stationId, const QVariantLi
     }
     if (cameras.isEmpty())
         return;
+    // The cameras lie in a folder below the station.
+    if (!hasRoomBelow(station, 2)) {
+        InputLimits::partsDropped(int(cameras.size()));
+        qDeleteAll(cameras);
+        return;
+    }
 
     const QModelIndex folder = indexOf(DeviceNodeFactory::removedCameraFolderId(stationId));
     if (folder.isValid()) {
@@ -474,8 +524,8 @@ void DeviceTree::updateExternalDevice(const QVariantList& devices)
             continue;
         const QMap<int, QVariant> values{
             {Model::passwordRole, textOf(device, "Password")},
-            {Model::diNameListRole, device.value(QStringLiteral("DINameList")).toStringList()},
-            {Model::doNameListRole, device.value(QStringLiteral("DONameList")).toStringList()},
+            {Model::diNameListRole, PayloadFields::textListOf(device, "DINameList")},
+            {Model::doNameListRole, PayloadFields::textListOf(device, "DONameList")},
             {Model::modelRole, textOf(device, "ModuleName")},
             {Model::portRole, textOf(device, "Port")},
             {Model::connectedRole, true},
@@ -490,6 +540,10 @@ void DeviceTree::updateExternalDevice(const QVariantList& devices)
         const QModelIndex station = indexOf(stationId);
         if (!station.isValid())
             continue;
+        if (!hasRoomBelow(station)) {
+            InputLimits::partsDropped();
+            continue;
+        }
         const QVariantMap record{
             {QStringLiteral("nodeUID"), deviceId},
             {QStringLiteral("nodeName"), textOf(device, "RefName")},
