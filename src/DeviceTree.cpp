@@ -200,10 +200,13 @@ void DeviceTree::insertNewStationNodes(const QVariantList& stationRecords)
             continue;
         const QString relayPath = textOf(inserted, "relayPath");
         const QModelIndex parent = indexOf(relayPath);
-        if (!parent.isValid() && !InputLimits::isDroppedNode(relayPath))
+        if (!parent.isValid()) {
+            if (InputLimits::isDroppedNode(relayPath))
+                dropForDepth({entry}, "stationUID", false);
             continue;
-        if (!parent.isValid() || !hasRoomBelow(parent)) {
-            dropForDepth({entry}, "stationUID", parent.isValid());
+        }
+        if (!hasRoomBelow(parent)) {
+            dropForDepth({entry}, "stationUID", true);
             continue;
         }
         QVariantMap record{
