@@ -84,6 +84,6 @@ QString InputLimits::summary(int textsDropped, int partsDropped, int editsRefuse
 
 void InputLimits::writeAtOnce(int textsDropped, int partsDropped, int editsRefused)
 {
-    TOPOLOGY_LOG_ERROR("%s, a direct call over the module's limits: %s", "InputLimits",
+    TOPOLOGY_LOG_ERROR("%s, a direct call over the module's limits: %s", "InputLimits::writeAtOnce",
                        summary(textsDropped, partsDropped, editsRefused));
 }
