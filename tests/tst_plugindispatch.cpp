@@ -581,6 +581,7 @@ private slots:
         auto* list = qobject_cast<TreeToListProxyModel*>(given.plugin.getTreeToListProxyModel(&views, filtered));
         QAbstractItemModelTester treeTester(tree, QAbstractItemModelTester::FailureReportingMode::Fatal);
         QAbstractItemModelTester filteredTester(filtered, QAbstractItemModelTester::FailureReportingMode::Fatal);
+        QAbstractItemModelTester listTester(list, QAbstractItemModelTester::FailureReportingMode::Fatal);
         if (!logical)
             given.reply("RetrieveLoginStationInfo", QVariantMap{{"stationName", "HQ"}});
 
