@@ -47,7 +47,8 @@ bool nestsDeeperThan(const QVariant& value, int maxLevels)
         return false;
     std::vector<std::pair<QVariant, int>> pending{{value, 1}};
     while (!pending.empty()) {
-        const auto [container, level] = std::move(pending.back());
+        const QVariant container = std::move(pending.back().first);
+        const int level = pending.back().second;
         pending.pop_back();
         bool tooDeep = false;
         forEachChild(container, [&](const QVariant& child) {
