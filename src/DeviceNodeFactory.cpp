@@ -110,7 +110,7 @@ std::unique_ptr<QStandardItem> DeviceNodeFactory::createStationNode(const QVaria
                   Model::skyrCloudDeviceConnectTypeRole);
     item->setData(textOf(record, "serverVersion"), Model::serverVersionRole);
     item->setData(textOf(record, "serverModelName"), Model::modelRole);
-    item->setData(record.value(QStringLiteral("displayName")).toString(), Model::displayNameRole);
+    item->setData(textOf(record, "displayName"), Model::displayNameRole);
     item->setData(flagOf(record, "isNVR"), Model::isNVRStationRole);
 
     setCommonNodeValues(*item, level, parentId);
@@ -224,7 +224,7 @@ QString DeviceNodeFactory::cleanDisplayName(const QString& name)
 
 QString DeviceNodeFactory::decodeHexText(const QVariant& hexText)
 {
-    return QString::fromUtf8(QByteArray::fromHex(hexText.toString().toLatin1()));
+    return QString::fromUtf8(QByteArray::fromHex(PayloadFields::text(hexText).toLatin1()));
 }
 
 int DeviceNodeFactory::nodeTypeFromText(const QString& nodeType)

@@ -1,5 +1,7 @@
 #include "DeviceSortFilterModel.h"
 
+#include "ModuleLimits.h"
+#include "PayloadFields.h"
 #include "StandardTopologyModel.h"
 
 #include <utility>
@@ -90,7 +92,8 @@ QList<DeviceSortFilterModel::ParsedFilter> DeviceSortFilterModel::parseFilters(c
         const auto value = filter.constFind(QStringLiteral("value"));
         if (role == filter.constEnd() || value == filter.constEnd())
             continue;
-        filters.append({role->toString(), *value});
+        // Kept for every row the proxy filters, so no deeper than the module keeps anything.
+        filters.append({PayloadFields::text(*role), PayloadFields::withinNesting(*value)});
     }
     return filters;
 }
@@ -100,28 +103,32 @@ bool DeviceSortFilterModel::compareRoleValue(const ParsedFilter& filter, const Q
     return compareRoleValue(filter, NodeFieldReader::Fields(node));
 }
 
+// A filter whose value is a map reaches one level into a field that is a map;
+// the walk goes no deeper than the nesting limit, where the filter fails.
 bool DeviceSortFilterModel::compareRoleValue(const ParsedFilter& filter, const NodeFieldReader::Fields& node)
 {
-    if (!node.contains(filter.role))
-        return false;
-    const QVariant actual = node.value(filter.role);
-    const QVariant& wanted = filter.value;
-    if (wanted.typeId() == QMetaType::Bool)
-        return actual.toBool() == wanted.toBool();
-    if (wanted.typeId() == QMetaType::QString) {
-        // Identifiers are paths; a filter names the part it cares about.
-        if (filter.role == QLatin1String("nodeIDRole"))
-            return actual.toString().contains(wanted.toString(), Qt::CaseSensitive);
-        return actual == wanted;
-    }
-    if (isInteger(wanted))
-        return actual.toLongLong() == wanted.toLongLong();
-    if (isMap(wanted)) {
-        if (!isMap(actual))
+    ParsedFilter current = filter;
+    NodeFieldReader::Fields fields = node;
+    for (int level = 1; level <= ModuleLimits::kMaxPayloadNesting; ++level) {
+        if (!fields.contains(current.role))
+            return false;
+        const QVariant actual = fields.value(current.role);
+        const QVariant wanted = current.value;
+        if (wanted.typeId() == QMetaType::Bool)
+            return actual.toBool() == wanted.toBool();
+        if (wanted.typeId() == QMetaType::QString) {
+            // Identifiers are paths; a filter names the part it cares about.
+            if (current.role == QLatin1String("nodeIDRole"))
+                return actual.toString().contains(wanted.toString(), Qt::CaseSensitive);
+            return actual == wanted;
+        }
+        if (isInteger(wanted))
+            return actual.toLongLong() == wanted.toLongLong();
+        if (!isMap(wanted) || !isMap(actual))
             return false;
         const QVariantMap nested = wanted.toMap();
-        const ParsedFilter inner{nested.value(QStringLiteral("role")).toString(), nested.value(QStringLiteral("value"))};
-        return compareRoleValue(inner, NodeFieldReader::Fields(actual.toMap()));
+        current = {nested.value(QStringLiteral("role")).toString(), nested.value(QStringLiteral("value"))};
+        fields = NodeFieldReader::Fields(actual.toMap());
     }
     return false;
 }

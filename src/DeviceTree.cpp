@@ -1,6 +1,8 @@
 #include "DeviceTree.h"
 
 #include "DeviceNodeFactory.h"
+#include "InputLimits.h"
+#include "ModuleLimits.h"
 #include "ModuleLog.h"
 #include "PayloadFields.h"
 #include "TreeWalk.h"
@@ -33,7 +35,7 @@ QVariant converted(const QVariant& value, Conversion conversion)
 {
     switch (conversion) {
     case Conversion::Text:
-        return value.toString();
+        return PayloadFields::text(value);
     case Conversion::Flag:
         return value.toBool();
     case Conversion::Number:
@@ -151,6 +153,40 @@ bool isAtOrAbove(const QModelIndex& node, const QModelIndex& descendant)
     return false;
 }
 
+// Whether nodes `levels` below the parent stay within the depth limit; a
+// top-level node is at level 1.
+bool hasRoomBelow(const QModelIndex& parent, int levels = 1)
+{
+    int level = levels;
+    for (QModelIndex node = parent; node.isValid(); node = node.parent())
+        ++level;
+    return level <= ModuleLimits::kMaxTreeDepth;
+}
+
+// Whether `node` with everything below it can move under `parent` within the
+// depth limit.
+bool fitsBelow(const QModelIndex& node, const QModelIndex& parent)
+{
+    const auto* model = qobject_cast<const QStandardItemModel*>(node.model());
+    return model && hasRoomBelow(parent, TreeWalk::heightOf(model->itemFromIndex(node)));
+}
+
+// Records left out for their depth take with them whatever later records of
+// the same input hang below them.
+void dropForDepth(const QVariantList& records, const char* idKey, bool report)
+{
+    int dropped = 0;
+    for (const QVariant& entry : records) {
+        const QString id = isRecord(entry) ? textOf(entry.toMap(), idKey) : QString();
+        if (id.isEmpty())
+            continue;
+        InputLimits::rememberDroppedNode(id);
+        ++dropped;
+    }
+    if (report)
+        InputLimits::partsDropped(dropped);
+}
+
 int channelOf(const QString& nodeId)
 {
     static const QRegularExpression channelSuffix(QStringLiteral("C_(\\d+)$"));
@@ -220,8 +256,16 @@ bool DeviceTree::appendNewNodes(const QString& parentId, const QVariantList& nod
 bool DeviceTree::insertNodes(const QString& parentId, const QVariantList& nodeRecords, bool replaceChildren)
 {
     const QModelIndex found = indexOf(parentId);
+    if (!found.isValid() && InputLimits::isDroppedNode(parentId)) {
+        dropForDepth(nodeRecords, "nodeUID", false);
+        return false;
+    }
     if (!found.isValid()) {
         TOPOLOGY_LOG_ERROR("%s, cannot find parent node %s", "DeviceTree::insertNewNodes", parentId);
+        return false;
+    }
+    if (!hasRoomBelow(found)) {
+        dropForDepth(nodeRecords, "nodeUID", true);
         return false;
     }
     // Persistent: taking a node out of another place may move the parent's row.
@@ -270,8 +314,15 @@ QStringList DeviceTree::insertNewStationNodes(const QVariantList& stationRecords
             continue;
         const QString relayPath = textOf(inserted, "relayPath");
         const QModelIndex parent = indexOf(relayPath);
-        if (!parent.isValid())
+        if (!parent.isValid()) {
+            if (InputLimits::isDroppedNode(relayPath))
+                dropForDepth({entry}, "stationUID", false);
             continue;
+        }
+        if (!hasRoomBelow(parent)) {
+            dropForDepth({entry}, "stationUID", true);
+            continue;
+        }
         QVariantMap record{
             {QStringLiteral("nodeUID"), inserted.value(QStringLiteral("stationUID"))},
             {QStringLiteral("nodeName"), DeviceNodeFactory::cleanDisplayName(textOf(inserted, "nodeName"))},
@@ -301,6 +352,10 @@ QStringList DeviceTree::insertNewCameraNodes(const QVariantList& cameraRecords)
         const QModelIndex parent = indexOf(stationId);
         if (!parent.isValid())
             continue;
+        if (!hasRoomBelow(parent)) {
+            InputLimits::partsDropped();
+            continue;
+        }
         const QVariantMap record{
             {QStringLiteral("nodeUID"), inserted.value(QStringLiteral("nodeUID"))},
             {QStringLiteral("nodeName"), DeviceNodeFactory::cleanDisplayName(textOf(inserted, "nodeName"))},
@@ -355,6 +410,12 @@ void DeviceTree::insertRemovedCameras(const QString& stationId, const QVariantLi
     }
     if (cameras.isEmpty())
         return;
+    // The cameras lie in a folder below the station.
+    if (!hasRoomBelow(station, 2)) {
+        InputLimits::partsDropped(int(cameras.size()));
+        qDeleteAll(cameras);
+        return;
+    }
 
     if (folder.isValid()) {
         m_model.itemFromIndex(folder)->appendRows(cameras);
@@ -380,10 +441,13 @@ bool DeviceTree::placeNode(std::unique_ptr<QStandardItem> node, const QModelInde
         if (isAtOrAbove(known, parent))
             return false;
         if (known.data(Model::nodeTypeRole) == node->data(Model::nodeTypeRole)) {
-            if (known.parent() == parent)
+            if (known.parent() == parent) {
                 writeRoles(known, changedValues(known, *node, carried));
-            else
+            } else if (!fitsBelow(known, parent)) {
+                InputLimits::partsDropped();
+            } else {
                 moveNode(known, parent, position, *node, carried);
+            }
             return false;
         }
         m_model.removeRow(known.row(), known.parent());
@@ -647,8 +711,8 @@ void DeviceTree::updateExternalDevice(const QVariantList& devices)
             continue;
         const QMap<int, QVariant> values{
             {Model::passwordRole, textOf(device, "Password")},
-            {Model::diNameListRole, device.value(QStringLiteral("DINameList")).toStringList()},
-            {Model::doNameListRole, device.value(QStringLiteral("DONameList")).toStringList()},
+            {Model::diNameListRole, PayloadFields::textListOf(device, "DINameList")},
+            {Model::doNameListRole, PayloadFields::textListOf(device, "DONameList")},
             {Model::modelRole, textOf(device, "ModuleName")},
             {Model::portRole, textOf(device, "Port")},
             {Model::connectedRole, true},
@@ -663,6 +727,10 @@ void DeviceTree::updateExternalDevice(const QVariantList& devices)
         const QModelIndex station = indexOf(stationId);
         if (!station.isValid())
             continue;
+        if (!hasRoomBelow(station)) {
+            InputLimits::partsDropped();
+            continue;
+        }
         const QVariantMap record{
             {QStringLiteral("nodeUID"), deviceId},
             {QStringLiteral("nodeName"), textOf(device, "RefName")},

@@ -1,8 +1,11 @@
 #include "LogicalTree.h"
 
 #include "DeviceNodeFactory.h"
+#include "InputLimits.h"
 #include "LogicalTreeNodeBuilder.h"
+#include "ModuleLimits.h"
 #include "ModuleLog.h"
+#include "TreeWalk.h"
 #include "PayloadFields.h"
 
 #include <QSet>
@@ -12,6 +15,8 @@
 #include <algorithm>
 #include <deque>
 #include <memory>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -40,8 +45,40 @@ QStringList textListOf(const QVariant& value)
 {
     const int type = value.typeId();
     if (type == QMetaType::QStringList || type == QMetaType::QVariantList)
-        return value.toStringList();
+        return PayloadFields::textList(value);
     return QStringList();
+}
+
+int levelOf(const QModelIndex& node)
+{
+    int level = 0;
+    for (QModelIndex ancestor = node; ancestor.isValid(); ancestor = ancestor.parent())
+        ++level;
+    return level;
+}
+
+// Whether nodes `levels` below the parent stay within the depth limit; a
+// top-level node is at level 1, and the invisible root at 0.
+bool hasRoomBelow(const QModelIndex& parent, int levels = 1)
+{
+    return levelOf(parent) + levels <= ModuleLimits::kMaxTreeDepth;
+}
+
+// Whether `node` with its subtree can go under `parent` within the depth limit.
+bool fitsBelow(const QModelIndex& node, const QModelIndex& parent)
+{
+    const auto* model = qobject_cast<const QStandardItemModel*>(node.model());
+    return model && levelOf(parent) + TreeWalk::heightOf(model->itemFromIndex(node)) <= ModuleLimits::kMaxTreeDepth;
+}
+
+// DI/DO hang one level below their owner: an owner at the depth limit keeps none.
+void keepDiDoWithinDepth(const QModelIndex& ownerParent, QStringList& diNames, QStringList& doNames)
+{
+    if (hasRoomBelow(ownerParent, 2))
+        return;
+    InputLimits::partsDropped(int(diNames.size() + doNames.size()));
+    diNames.clear();
+    doNames.clear();
 }
 
 // A device's ID within the tree: behind its station, or bare for the login station.
@@ -109,26 +146,38 @@ LogicalTreeNodeBuilder serverNode(const QVariantMap& node, const QString& statio
 }
 
 // Breadth first through a queue rather than by recursion: a broken or hostile
-// server may nest its folders thousands of levels deep.
-QStandardItem* buildServerSubtree(const QVariantMap& node, const QString& stationId)
+// server may nest its folders thousands of levels deep. The subtree's top lies
+// at `level`; children that would lie deeper than the limit are left out, with
+// everything below them.
+QStandardItem* buildServerSubtree(const QVariantMap& node, const QString& stationId, int level)
 {
     std::unique_ptr<QStandardItem> top(serverNode(node, stationId).build());
     if (!top)
         return nullptr;
-    std::deque<std::pair<QStandardItem*, QVariantList>> pending;
-    pending.emplace_back(top.get(), node.value(QStringLiteral("children")).toList());
+    struct Pending
+    {
+        QStandardItem* parent;
+        QVariantList children;
+        int childLevel;
+    };
+    std::deque<Pending> pending;
+    pending.push_back({top.get(), node.value(QStringLiteral("children")).toList(), level + 1});
     while (!pending.empty()) {
-        const auto [parent, children] = std::move(pending.front());
+        const Pending next = std::move(pending.front());
         pending.pop_front();
-        for (const QVariant& child : children) {
+        for (const QVariant& child : next.children) {
             if (!isRecord(child))
                 continue;
+            if (next.childLevel > ModuleLimits::kMaxTreeDepth) {
+                InputLimits::partsDropped();
+                continue;
+            }
             const QVariantMap childNode = child.toMap();
             QStandardItem* item = serverNode(childNode, stationId).build();
             if (!item)
                 continue;
-            parent->appendRow(item);
-            pending.emplace_back(item, childNode.value(QStringLiteral("children")).toList());
+            next.parent->appendRow(item);
+            pending.push_back({item, childNode.value(QStringLiteral("children")).toList(), next.childLevel + 1});
         }
     }
     return top.release();
@@ -227,7 +276,7 @@ void LogicalTree::set(const QVariantMap& tree, const QString& stationId)
     for (const QVariant& child : childRecords) {
         if (!isRecord(child))
             continue;
-        if (QStandardItem* item = buildServerSubtree(child.toMap(), stationId))
+        if (QStandardItem* item = buildServerSubtree(child.toMap(), stationId, levelOf(root) + 1))
             children.append(item);
     }
     appendChildren(root, children);
@@ -238,6 +287,10 @@ bool LogicalTree::insertFolder(const QVariantMap& folder)
     const QModelIndex parent = nodeById(textOf(folder, "parentFolderUid"));
     if (!parent.isValid())
         return false;
+    if (!hasRoomBelow(parent)) {
+        InputLimits::editRefused();
+        return false;
+    }
     LogicalTreeNodeBuilder builder;
     builder.setID(textOf(folder, "newFolderId"))
             .setName(textOf(folder, "newFolderName"))
@@ -259,6 +312,10 @@ void LogicalTree::insertCameraNodes(const QVariantList& cameras)
         const QModelIndex parent = nodeById(textOf(camera, "parentNodeId"));
         if (!parent.isValid())
             continue;
+        if (!hasRoomBelow(parent)) {
+            InputLimits::partsDropped();
+            continue;
+        }
         const QString cameraId = textOf(camera, "camNodeUid");
         LogicalTreeNodeBuilder builder;
         builder.setID(textOf(camera, "uid"))
@@ -270,8 +327,10 @@ void LogicalTree::insertCameraNodes(const QVariantList& cameras)
         QStandardItem* item = builder.build();
         if (!item)
             continue;
-        replaceDiDoChildren(item, cameraId, defaultDiDoNames(QStringLiteral("DI-"), numberOf(camera, "diNum", 0)),
-                            defaultDiDoNames(QStringLiteral("DO-"), numberOf(camera, "doNum", 0)));
+        QStringList diNames = defaultDiDoNames(QStringLiteral("DI-"), numberOf(camera, "diNum", 0));
+        QStringList doNames = defaultDiDoNames(QStringLiteral("DO-"), numberOf(camera, "doNum", 0));
+        keepDiDoWithinDepth(parent, diNames, doNames);
+        replaceDiDoChildren(item, cameraId, diNames, doNames);
         appendChildren(parent, {item});
     }
 }
@@ -283,8 +342,12 @@ void LogicalTree::insertCameraDiDoNodes(const std::vector<QVariantMap>& devices)
         const QStringList diNames = defaultDiDoNames(QStringLiteral("DI-"), numberOf(device, "diCountRole", 0));
         const QStringList doNames = defaultDiDoNames(QStringLiteral("DO-"), numberOf(device, "doCountRole", 0));
         for (const QPersistentModelIndex& owner : nodesOfCamera(cameraId)) {
-            if (owner.isValid())
-                replaceDiDoChildren(m_model.itemFromIndex(owner), cameraId, diNames, doNames);
+            if (!owner.isValid())
+                continue;
+            QStringList ownerDiNames = diNames;
+            QStringList ownerDoNames = doNames;
+            keepDiDoWithinDepth(owner.parent(), ownerDiNames, ownerDoNames);
+            replaceDiDoChildren(m_model.itemFromIndex(owner), cameraId, ownerDiNames, ownerDoNames);
         }
     }
 }
@@ -313,15 +376,20 @@ void LogicalTree::insertIoDevices(const QVariantList& devices, LogicalTreeModel:
                 .setType(type)
                 .setName(DeviceNodeFactory::cleanDisplayName(textOf(device, "RefName")))
                 .setParentStationNodeID(relayPath);
-        const QStringList diNames = textListOf(device.value(QStringLiteral("DINameList")));
-        const QStringList doNames = textListOf(device.value(QStringLiteral("DONameList")));
+        QStringList diNames = textListOf(device.value(QStringLiteral("DINameList")));
+        QStringList doNames = textListOf(device.value(QStringLiteral("DONameList")));
 
         // A device announced again is updated where it is, so that the devices
         // nested under it stay.
         const QModelIndex known = ioDeviceNode(deviceId);
         if (known.isValid()) {
+            keepDiDoWithinDepth(known.parent(), diNames, doNames);
             updateIoDevice(known, builder, parent, diNames, doNames);
+        } else if (!hasRoomBelow(parent)) {
+            InputLimits::partsDropped();
+            continue;
         } else if (QStandardItem* item = builder.build()) {
+            keepDiDoWithinDepth(parent, diNames, doNames);
             replaceDiDoChildren(item, deviceId, diNames, doNames);
             appendChildren(parent, {item});
         }
@@ -334,6 +402,10 @@ void LogicalTree::insertRemovedCameras(const QString& stationId, const QVariantL
     const QModelIndex folder = nodeById(kRemovedCamerasFolderId);
     if (!folder.isValid()) {
         TOPOLOGY_LOG_ERROR("%s, cannot find removed camera folder in logical tree", "LogicalTree::insertRemovedCameras");
+        return;
+    }
+    if (!hasRoomBelow(folder)) {
+        InputLimits::partsDropped(int(cameras.size()));
         return;
     }
     QList<QStandardItem*> items;
@@ -359,6 +431,11 @@ void LogicalTree::insertNewLocalDB(const QVariantMap& localDb, const QString& na
     const QModelIndex localDbFolder = nodeById(kLocalDbFolderId);
     if (!localDbFolder.isValid())
         return;
+    // The database's folder, and its cameras below it.
+    if (!hasRoomBelow(localDbFolder, 2)) {
+        InputLimits::partsDropped();
+        return;
+    }
     LogicalTreeNodeBuilder folderBuilder;
     folderBuilder.setID(QUuid::createUuid().toString()).setName(name).setType(Model::Folder);
     std::unique_ptr<QStandardItem> folder(folderBuilder.build());
@@ -409,6 +486,20 @@ bool LogicalTree::isValidMove(const QString& sourceId, const QString& destinatio
     return true;
 }
 
+bool LogicalTree::fitsWithinDepth(const QString& sourceId, const QString& destinationId) const
+{
+    const QModelIndex source = nodeById(sourceId);
+    const QModelIndex destination = nodeById(destinationId);
+    return !source.isValid() || !destination.isValid()
+        || levelOf(destination) + TreeWalk::heightOf(m_model.itemFromIndex(source)) <= ModuleLimits::kMaxTreeDepth;
+}
+
+bool LogicalTree::hasRoomForFolder(const QString& parentId) const
+{
+    const QModelIndex parent = nodeById(parentId);
+    return !parent.isValid() || hasRoomBelow(parent);
+}
+
 void LogicalTree::moveNodes(const QStringList& sourceIds, const QString& destinationId)
 {
     for (const QString& sourceId : sourceIds) {
@@ -418,6 +509,10 @@ void LogicalTree::moveNodes(const QStringList& sourceIds, const QString& destina
             continue;
         }
         const QModelIndex source = nodeById(sourceId);
+        if (!fitsWithinDepth(sourceId, destinationId)) {
+            InputLimits::editRefused();
+            continue;
+        }
         QStandardItem* sourceParent = itemOrRoot(source.parent());
         const int sourceRow = source.row();
         // Taking the source out shifts the rows after it; the persistent index
@@ -646,7 +741,7 @@ void LogicalTree::updateIoDevice(const QModelIndex& device, const LogicalTreeNod
 {
     QPersistentModelIndex node(device);
     // A device cannot go under itself or under a device nested in it.
-    if (node.parent() != parent && !isAtOrAbove(node, parent))
+    if (node.parent() != parent && !isAtOrAbove(node, parent) && fitsBelow(node, parent))
         node = moveUnder(node, parent);
     QMap<int, QVariant> changed;
     const QMap<int, QVariant> values = announced.roleValues();
@@ -672,7 +767,7 @@ void LogicalTree::adoptWaitingIoDevices(const QString& deviceId)
             waiting.append(child);
     }
     for (const QPersistentModelIndex& child : waiting) {
-        if (!isAtOrAbove(child, device))
+        if (!isAtOrAbove(child, device) && fitsBelow(child, device))
             moveUnder(child, device);
     }
 }

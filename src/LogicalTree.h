@@ -60,6 +60,9 @@ class QStandardItem;
 //   folder. Runs of adjacent matching rows go in one notification each.
 // - A camera-wide DI/DO update changes every matching child, should an owner
 //   have two DI (or DO) with one index.
+// - No node lies deeper than the depth limit (ModuleLimits.h): nodes, DI/DO and
+//   subtrees that would are left out, and a folder insertion or a move that
+//   would put anything there is refused.
 class LogicalTree : public QObject
 {
     Q_OBJECT
@@ -95,6 +98,12 @@ public:
 
     // Moving and removing
     bool isValidMove(const QString& sourceId, const QString& destinationId) const;
+    // Whether the node with everything below it would stay within the depth
+    // limit (ModuleLimits.h) under the destination, and whether a new folder
+    // would under the parent; true when either node is unknown, since nothing
+    // can be said of those.
+    bool fitsWithinDepth(const QString& sourceId, const QString& destinationId) const;
+    bool hasRoomForFolder(const QString& parentId) const;
     void moveNodes(const QStringList& sourceIds, const QString& destinationId);
     RemovingNodes nodesToBeRemoved(const QStringList& ids) const;
     void removeNodes(const QStringList& ids);

@@ -14,6 +14,14 @@ class QorbLogTrace;
 // is absent every call returns at once and nothing else changes. Messages are
 // formatted printf-style, but only after the library has said that the level
 // is enabled for the calling source position.
+//
+// Text arguments come from servers and hosts, so each is made safe before it
+// is formatted: characters that are not printable (control and format
+// characters, line and paragraph separators) are written as the \xNN of their
+// UTF-8 bytes and a backslash as two, so that one call stays one line and a
+// text cannot pass for an escape; then the text is cut to the length the
+// limits allow, with a note of how much was left out. The formatted line is cut
+// to its own bound last.
 class ModuleLog
 {
 public:
@@ -38,9 +46,10 @@ private:
 
     // Every argument is turned into something printf understands; texts travel as
     // local 8-bit bytes that live until the message is formatted.
-    static QByteArray toPrintable(const QString& text) { return text.toLocal8Bit(); }
-    static QByteArray toPrintable(const QByteArray& bytes) { return bytes; }
-    static QByteArray toPrintable(const char* text) { return QByteArray(text); }
+    static QByteArray toPrintable(const QString& text) { return printableText(text); }
+    static QByteArray toPrintable(const QByteArray& bytes) { return printableText(QString::fromLocal8Bit(bytes)); }
+    static QByteArray toPrintable(const char* text) { return printableText(QString::fromLocal8Bit(text)); }
+    static QByteArray printableText(const QString& text);
     template <typename Number, typename = std::enable_if_t<std::is_arithmetic_v<Number>>>
     static Number toPrintable(Number value) { return value; }
 

@@ -1,6 +1,8 @@
 #include "NodeDataCommander.h"
 
+#include "ModuleLimits.h"
 #include "ModuleLog.h"
+#include "PayloadFields.h"
 #include "RequestContexts.h"
 
 #include <QTimerEvent>
@@ -8,6 +10,8 @@
 #include <vector>
 
 namespace {
+
+using PayloadFields::textOf;
 
 constexpr char kSuccess[] = "0";
 // The servers' answer of a station that cannot serve its topology yet.
@@ -42,8 +46,8 @@ QStringList subStationsOf(const QVariantList& nodeList)
     QStringList stations;
     for (const QVariant& node : nodeList) {
         const QVariantMap entry = node.toMap();
-        if (entry.value(QStringLiteral("nodeType")).toString() == QLatin1String("Station"))
-            stations.append(entry.value(QStringLiteral("nodeUID")).toString());
+        if (textOf(entry, "nodeType") == QLatin1String("Station"))
+            stations.append(textOf(entry, "nodeUID"));
     }
     return stations;
 }
@@ -153,7 +157,7 @@ void NodeDataCommander::onDeviceTopology(const Response& response)
     }
 
     const QVariantMap topology = response.data.toMap();
-    const QString parentStation = topology.value(QStringLiteral("parentStationID")).toString();
+    const QString parentStation = textOf(topology, "parentStationID");
     const QVariantList nodeList = topology.value(QStringLiteral("nodeList")).toList();
     const QStringList subStations = subStationsOf(nodeList);
     // The sub-stations are awaited before this station counts, so that the flag
@@ -188,7 +192,8 @@ void NodeDataCommander::onAllDeviceTopology(const Response& response)
 // Depth first: a station counts as answered only after every station below it
 // has been taken in. The open stations are kept on a stack rather than in
 // recursion, because a broken or hostile answer may chain stations thousands
-// of levels deep.
+// of levels deep; and the walk goes no deeper than the depth limit, below which
+// the device tree takes no station anyway (it reports what it leaves out).
 void NodeDataCommander::processStationTopology(const QVariantMap& allTopology, const QString& relayPath)
 {
     struct OpenStation
@@ -223,7 +228,7 @@ void NodeDataCommander::processStationTopology(const QVariantMap& allTopology, c
     enter(relayPath);
     while (!open.empty()) {
         OpenStation& current = open.back();
-        if (current.nextSubStation < current.subStations.size()) {
+        if (current.nextSubStation < current.subStations.size() && open.size() < size_t(ModuleLimits::kMaxTreeDepth)) {
             const QString subStation = current.subStations.at(current.nextSubStation++);
             enter(subStation);
             continue;
@@ -293,8 +298,9 @@ void NodeDataCommander::onAllNodeInfo(const Response& response)
     // Each part adds its stations.
     const QVariantMap answer = response.data.toMap();
     for (auto it = answer.constBegin(); it != answer.constEnd(); ++it) {
+        // Kept until the station's turn, so no deeper than the module keeps anything.
         if (!m_nodeInfoSettled.contains(it.key()))
-            m_keptNodeInfo.insert(it.key(), it.value());
+            m_keptNodeInfo.insert(it.key(), PayloadFields::withinNesting(it.value()));
     }
 }
 
@@ -350,7 +356,7 @@ void NodeDataCommander::onStationStatus(const Response& response)
     const QVariantMap status = response.data.toMap();
     if (status.value(QStringLiteral("connected")).toBool())
         return;
-    const QString station = status.value(QStringLiteral("stationUID")).toString();
+    const QString station = textOf(status, "stationUID");
     for (int flag = 0; flag < FlagCount; ++flag)
         stationAnswered(Flag(flag), station);
 }
@@ -362,10 +368,10 @@ void NodeDataCommander::onCamerasInserted(const Response& response)
     const QVariantList cameras = response.data.toList();
     for (const QVariant& camera : cameras) {
         const QVariantMap entry = camera.toMap();
-        const QString station = entry.value(QStringLiteral("parentStationID")).toString();
+        const QString station = textOf(entry, "parentStationID");
         if (!camerasByStation.contains(station))
             stations.append(station);
-        camerasByStation[station].append(entry.value(QStringLiteral("nodeUID")).toString());
+        camerasByStation[station].append(textOf(entry, "nodeUID"));
     }
     for (const QString& station : stations)
         retrieveCamInfo(station, camerasByStation.value(station));
@@ -374,16 +380,16 @@ void NodeDataCommander::onCamerasInserted(const Response& response)
 void NodeDataCommander::onCameraInfoChanged(const Response& response)
 {
     const QVariantMap change = response.data.toMap();
-    const QStringList cameraIds = change.value(QStringLiteral("idList")).toStringList();
+    const QStringList cameraIds = PayloadFields::textListOf(change, "idList");
     if (!cameraIds.isEmpty())
-        retrieveCamInfo(change.value(QStringLiteral("relayPath")).toString(), cameraIds);
+        retrieveCamInfo(textOf(change, "relayPath"), cameraIds);
 }
 
 void NodeDataCommander::onStationsInserted(const Response& response)
 {
     const QVariantList stations = response.data.toList();
     for (const QVariant& inserted : stations) {
-        const QString station = inserted.toMap().value(QStringLiteral("stationUID")).toString();
+        const QString station = textOf(inserted.toMap(), "stationUID");
         if (station.isEmpty())
             continue;
         awaitStation(Topology, station);
@@ -395,12 +401,12 @@ void NodeDataCommander::onStationsInserted(const Response& response)
 void NodeDataCommander::onExternalDevicesChanged(const Response& response)
 {
     sendStationRequest(QStringLiteral("RetrieveExternalDevs"),
-                       response.data.toMap().value(QStringLiteral("relayPath")).toString());
+                       textOf(response.data.toMap(), "relayPath"));
 }
 
 void NodeDataCommander::onCameraStatusRetrieved(const Response& response)
 {
-    stationAnswered(CamStatus, response.data.toMap().value(QStringLiteral("relayPath")).toString());
+    stationAnswered(CamStatus, textOf(response.data.toMap(), "relayPath"));
 }
 
 void NodeDataCommander::requestAfterNodeInfo(const QString& stationId)
@@ -426,7 +432,7 @@ void NodeDataCommander::requestWifiStatus(const QVariantList& nodeList)
     for (const QVariant& node : nodeList) {
         const QVariantMap entry = node.toMap();
         if (entry.value(QStringLiteral("isNVR")).toBool())
-            sendStationRequest(QStringLiteral("GetWifiStatus"), entry.value(QStringLiteral("nodeUID")).toString());
+            sendStationRequest(QStringLiteral("GetWifiStatus"), textOf(entry, "nodeUID"));
     }
 }
 

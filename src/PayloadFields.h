@@ -2,16 +2,29 @@
 
 #include <QLatin1String>
 #include <QString>
+#include <QStringList>
 #include <QVariant>
 #include <QVariantMap>
 
 // Reading the servers' payloads: a missing or wrong-typed key reads as an empty
-// value, never as an error.
+// value, never as an error. Every text of a payload is read here, so that the
+// length limit (ModuleLimits.h) holds everywhere: a longer text reads as empty
+// and counts for the input's limit report (InputLimits).
 namespace PayloadFields {
+
+QString text(const QVariant& value);
+// A list of texts keeps its length: an entry that is too long reads as empty in
+// its place, since positions can matter (port names by index).
+QStringList textList(const QVariant& value);
 
 inline QString textOf(const QVariantMap& map, const char* key)
 {
-    return map.value(QLatin1String(key)).toString();
+    return text(map.value(QLatin1String(key)));
+}
+
+inline QStringList textListOf(const QVariantMap& map, const char* key)
+{
+    return textList(map.value(QLatin1String(key)));
 }
 
 inline bool flagOf(const QVariantMap& map, const char* key)
@@ -23,5 +36,13 @@ inline bool isRecord(const QVariant& entry)
 {
     return entry.canConvert<QVariantMap>();
 }
+
+// The value as the module may keep it: itself when its maps and lists nest at
+// most maxLevels deep (the value is level 1), otherwise a copy without the maps
+// and lists that lie deeper, which are reported. Qt copies, compares and frees
+// nested values by recursion, so a value kept past the call that brought it
+// must be shallow enough for that.
+QVariant withinNesting(const QVariant& value, int maxLevels);
+QVariant withinNesting(const QVariant& value);
 
 } // namespace PayloadFields

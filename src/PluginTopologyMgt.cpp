@@ -2,7 +2,9 @@
 
 #include "DeviceNodeFactory.h"
 #include "FrameworkWrapperBase.h"
+#include "InputLimits.h"
 #include "ModuleLog.h"
+#include "PayloadFields.h"
 #include "DeviceModelFactory.h"
 #include "DeviceSortFilterModel.h"
 #include "EventDeviceModel.h"
@@ -153,6 +155,7 @@ void PluginTopologyMgt::sendCommandToServer(const QString& requestName, const QV
 void PluginTopologyMgt::CommandProcessor(QString command, QVariant respData, void* pvContext, QString returnCode,
                                          QString, bool completed, const QString& origin)
 {
+    const InputLimits::Scope limits("PluginTopologyMgt::CommandProcessor", "reply", command);
     // A context this module no longer holds (its reply has ended, or its
     // connection) or one made for another request must not be read.
     if (!m_requestContexts.isLive(command, pvContext)) {
@@ -173,7 +176,7 @@ void PluginTopologyMgt::CommandProcessor(QString command, QVariant respData, voi
     m_commander.commandProcessor(command, respData, pvContext, returnCode, completed);
 
     if (whoAmI && completed) {
-        m_clientId = part.data.toString();
+        m_clientId = PayloadFields::text(part.data);
         TOPOLOGY_LOG_INFO("I'm client id (%s).", m_clientId);
     }
     if (completed)
@@ -184,6 +187,7 @@ void PluginTopologyMgt::EventProcessor(QString event, qint64, int, int, QVariant
 {
     if (!target.isEmpty())
         return;
+    const InputLimits::Scope limits("PluginTopologyMgt::EventProcessor", "broadcast", event);
     const auto action = m_eventActionMap.find(event);
     if (action != m_eventActionMap.end())
         action->second(data);
@@ -503,8 +507,19 @@ void PluginTopologyMgt::setLogicalTreeSettingStatus(const QString& treeId, int s
     m_logicalTree.setSettingStatus(treeId, status);
 }
 
+// An edit the local tree could not show is not asked for: the servers would
+// apply it, and the tree would then refuse their broadcast of it.
 void PluginTopologyMgt::moveLogicalTreeNode(const QStringList& sourceIDList, const QString& destinationID)
 {
+    for (const QString& sourceId : sourceIDList) {
+        if (!m_logicalTree.fitsWithinDepth(sourceId, destinationID)) {
+            const InputLimits::Scope limits("PluginTopologyMgt::moveLogicalTreeNode", "request",
+                                            QStringLiteral("moveLogicalTreeNode"));
+            InputLimits::editRefused();
+            emit moveLogicalTreeNodeResp(false);
+            return;
+        }
+    }
     m_commander.sendLogicalTreeRequest(QStringLiteral("moveLogicalTreeNode"),
                                        QVariantMap{{QStringLiteral("moveSourceIDList"), sourceIDList},
                                                    {QStringLiteral("moveDestinationID"), destinationID}});
@@ -519,6 +534,13 @@ void PluginTopologyMgt::renameLogicalTreeFolder(const QString& treeNodeId, const
 
 void PluginTopologyMgt::insertLogicalTreeFolder(const QString& folderName, const QString& parentFolderUid)
 {
+    if (!m_logicalTree.hasRoomForFolder(parentFolderUid)) {
+        const InputLimits::Scope limits("PluginTopologyMgt::insertLogicalTreeFolder", "request",
+                                        QStringLiteral("InsertFolderLogical"));
+        InputLimits::editRefused();
+        emit logicalTreeFolderInserted(false, QString());
+        return;
+    }
     m_commander.sendLogicalTreeRequest(QStringLiteral("InsertFolderLogical"),
                                        QVariantMap{{QStringLiteral("parentFolderUid"), parentFolderUid},
                                                    {QStringLiteral("newFolderName"), folderName}});
@@ -588,8 +610,8 @@ void PluginTopologyMgt::restoreUngroupedDevices()
 QVariantMap PluginTopologyMgt::withCameraName(const QVariantMap& treeNode) const
 {
     QVariantMap filled = treeNode;
-    const QString name = treeNode.value(QStringLiteral("name")).toString();
-    const QString nodeId = treeNode.value(QStringLiteral("nodeUID")).toString();
+    const QString name = PayloadFields::textOf(treeNode, "name");
+    const QString nodeId = PayloadFields::textOf(treeNode, "nodeUID");
     if (name.isEmpty() && m_deviceTree.contains(nodeId)) {
         filled.insert(QStringLiteral("nodeUID"), nodeId);
         filled.insert(QStringLiteral("name"), m_deviceTree.data(nodeId, StandardTopologyModel::nameRole));
@@ -642,7 +664,7 @@ QVariantList PluginTopologyMgt::addDiDoNumToLogicalTreeCameraData(const QVariant
     completed.reserve(cameras.size());
     for (const QVariant& entry : cameras) {
         QVariantMap camera = entry.toMap();
-        const QString cameraId = camera.value(QStringLiteral("camNodeUid")).toString();
+        const QString cameraId = PayloadFields::textOf(camera, "camNodeUid");
         camera.insert(QStringLiteral("diNum"), m_deviceTree.data(cameraId, StandardTopologyModel::diCountRole).toInt());
         camera.insert(QStringLiteral("doNum"), m_deviceTree.data(cameraId, StandardTopologyModel::doCountRole).toInt());
         completed.append(camera);
@@ -741,7 +763,8 @@ bool PluginTopologyMgt::replaceWebPages(const QVariant& pages)
 {
     if (!m_webPageController)
         return false;
-    m_webPageController->setAllWebPages(pages.toList());
+    // The page records are kept as sent, so no deeper than the module keeps anything.
+    m_webPageController->setAllWebPages(PayloadFields::withinNesting(pages).toList());
     emit webPageChanged();
     return true;
 }
@@ -1030,10 +1053,10 @@ void PluginTopologyMgt::saveToLocationInfoMap(const QVariantMap& cameras)
         if (camera.key() == kLocalDbMetaInfoKey || camera.value().typeId() != QMetaType::QVariantMap)
             continue;
         const QVariantMap entry = camera.value().toMap();
-        const QString recordingPath = entry.value(QStringLiteral("recPath")).toString();
+        const QString recordingPath = PayloadFields::textOf(entry, "recPath");
         const QString nodeId = recordingPath.isEmpty() ? camera.key() : recordingPath + QLatin1Char('/') + camera.key();
         m_locationInfoMap.insert(nodeId, QVariantMap{
-            {QStringLiteral("nameRole"), DeviceNodeFactory::cleanDisplayName(entry.value(QStringLiteral("camName")).toString())},
+            {QStringLiteral("nameRole"), DeviceNodeFactory::cleanDisplayName(PayloadFields::textOf(entry, "camName"))},
             {QStringLiteral("relayPathRole"), recordingPath},
             {QStringLiteral("camIDRole"), camera.key()},
             {QStringLiteral("queryFromRole"), kLocalDatabaseLocation},

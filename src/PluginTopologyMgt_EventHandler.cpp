@@ -81,8 +81,8 @@ void PluginTopologyMgt::HandleBroadcastMoveLogicalTreeNode(const QVariant& notif
         return;
     }
     const QVariantMap move = notify.toMap();
-    m_logicalTree.moveNodes(move.value(QStringLiteral("moveSourceIDList")).toStringList(),
-                            move.value(QStringLiteral("moveDestinationID")).toString());
+    m_logicalTree.moveNodes(PayloadFields::textListOf(move, "moveSourceIDList"),
+                            PayloadFields::textOf(move, "moveDestinationID"));
     emit moveLogicalTreeNodeComplete();
 }
 
@@ -90,14 +90,13 @@ void PluginTopologyMgt::HandleBroadcastInsertLogicalFolder(const QVariant& notif
 {
     const QVariantMap folder = notify.toMap();
     const bool inserted = m_logicalTree.insertFolder(folder);
-    emit logicalTreeFolderInserted(inserted, folder.value(QStringLiteral("newFolderId")).toString());
+    emit logicalTreeFolderInserted(inserted, PayloadFields::textOf(folder, "newFolderId"));
 }
 
 void PluginTopologyMgt::HandleBroadcastRenameLogicalTreeNode(const QVariant& notify)
 {
     const QVariantMap rename = notify.toMap();
-    m_logicalTree.renameNode(rename.value(QStringLiteral("treeNodeId")).toString(),
-                             rename.value(QStringLiteral("name")).toString());
+    m_logicalTree.renameNode(PayloadFields::textOf(rename, "treeNodeId"), PayloadFields::textOf(rename, "name"));
 }
 
 void PluginTopologyMgt::HandleBroadcastRemoveLogicalTreeFolder(const QVariant& notify)
@@ -107,12 +106,12 @@ void PluginTopologyMgt::HandleBroadcastRemoveLogicalTreeFolder(const QVariant& n
         return;
     }
     const QVariantMap removal = notify.toMap();
-    const QStringList folders = removal.value(QStringLiteral("folderIDList")).toStringList();
+    const QStringList folders = PayloadFields::textListOf(removal, "folderIDList");
     if (removal.value(QStringLiteral("keepContents")).toBool())
         m_logicalTree.removeFolderAndKeepChildren(folders);
     else
         m_logicalTree.removeNodes(folders);
-    m_logicalTree.removeNodes(removal.value(QStringLiteral("orphanIDList")).toStringList());
+    m_logicalTree.removeNodes(PayloadFields::textListOf(removal, "orphanIDList"));
 }
 
 // ---- Failover broadcasts -----------------------------------------------------
@@ -335,14 +334,14 @@ void PluginTopologyMgt::HandleBroadcastDIDORefNameChange(const QVariant& notify)
 
 void PluginTopologyMgt::HandleBroadcastSKYRCloudDeviceConnectionTimeout(const QVariant& notify)
 {
-    const QString deviceId = notify.toString();
+    const QString deviceId = PayloadFields::text(notify);
     if (!deviceId.isEmpty())
         m_deviceTree.updateSkyrCloudRelayTimeout(QStringList{deviceId}, true);
 }
 
 void PluginTopologyMgt::HandleBroadcastSKYRCloudDeviceReconnected(const QVariant& notify)
 {
-    const QString deviceId = notify.toString();
+    const QString deviceId = PayloadFields::text(notify);
     if (!deviceId.isEmpty())
         m_deviceTree.updateSkyrCloudRelayTimeout(QStringList{deviceId}, false);
 }
@@ -478,7 +477,7 @@ void PluginTopologyMgt::HandleBroadcastExtDevRemove(const QVariant& notify)
     const QString stationPrefix = stationId + QLatin1Char('/');
     QStringList deviceIds;
     QStringList localIds;
-    for (const QString& id : removal.value(QStringLiteral("idList")).toStringList()) {
+    for (const QString& id : PayloadFields::textListOf(removal, "idList")) {
         if (id.isEmpty())
             continue;
         const bool whole = stationId.isEmpty() || id.startsWith(stationPrefix);
@@ -506,7 +505,7 @@ void PluginTopologyMgt::HandleBroadcastNodeRemoved(const QVariant& notify)
     }
     const QVariantMap removal = notify.toMap();
     const QString stationId = textOf(removal, "parentStationID");
-    QStringList nodeIds = removal.value(QStringLiteral("nodeList")).toStringList();
+    QStringList nodeIds = PayloadFields::textListOf(removal, "nodeList");
     nodeIds.removeAll(QString());
     const QString nodeType = textOf(removal, "nodeType");
 
@@ -633,7 +632,7 @@ void PluginTopologyMgt::HandleBroadcastLocRemoved(const QVariant& notify)
     QStringList affected = parseRemovingRemovedCameras(removedLocations);
     affected.removeIf([&](const QString& nodeId) { return !ofThisStation(nodeId); });
     for (const QVariant& entry : removedLocations) {
-        const QString locationId = entry.typeId() == QMetaType::QVariantMap ? textOf(entry.toMap(), "Name") : entry.toString();
+        const QString locationId = entry.typeId() == QMetaType::QVariantMap ? textOf(entry.toMap(), "Name") : PayloadFields::text(entry);
         for (auto streams = m_streamInfoMap.begin(); streams != m_streamInfoMap.end(); ++streams) {
             if (ofThisStation(streams.key()))
                 streams->remove(locationId);

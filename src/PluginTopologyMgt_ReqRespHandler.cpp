@@ -1,13 +1,16 @@
 #include "PluginTopologyMgt.h"
 
 #include "DeviceNodeFactory.h"
+#include "ModuleLimits.h"
 #include "ModuleLog.h"
+#include "PayloadFields.h"
 #include "RequestContexts.h"
 #include "StandardTopologyModel.h"
 #include "WebPageTreeModelController.h"
 
 namespace {
 const QString kSuccess = QStringLiteral("0");
+using PayloadFields::textOf;
 }
 
 // Each reply name is bound to the handler's own parameters; the binders below
@@ -151,7 +154,7 @@ void PluginTopologyMgt::HandleRetrieveDevTopology(const QVariant& respData, cons
         return;
     }
     const QVariantMap topology = respData.toMap();
-    const QString parentStationId = topology.value(QStringLiteral("parentStationID")).toString();
+    const QString parentStationId = textOf(topology, "parentStationID");
     const QVariantList nodeList = topology.value(QStringLiteral("nodeList")).toList();
 
     if (part.first)
@@ -193,7 +196,7 @@ void PluginTopologyMgt::HandleRetrieveNodeInfo(const QVariant& respData, void* p
     }
 
     const QVariantMap answer = respData.toMap();
-    const QString station = answer.value(QStringLiteral("relayPath")).toString();
+    const QString station = textOf(answer, "relayPath");
 
     const std::vector<QVariantMap> cameras =
         parseCamerasList(answer.value(QStringLiteral("cameras")).toList(), station);
@@ -261,16 +264,17 @@ void PluginTopologyMgt::HandleRetrieveRuleInfo(const QVariant& respData, void*, 
     const QVariantMap answer = respData.toMap();
     for (const QVariant& cameraEntry : answer.value(QStringLiteral("cameras")).toList()) {
         const QVariantMap camera = cameraEntry.toMap();
-        const QString cameraId = camera.value(QStringLiteral("camUID")).toString();
+        const QString cameraId = textOf(camera, "camUID");
         const auto record = m_cameraInfoMap.find(cameraId);
         if (record == m_cameraInfoMap.end())
             continue;
-        const QVariantList rules = camera.value(QStringLiteral("ruleList")).toList();
+        // Kept in the record and the tree, so no deeper than the module keeps anything.
+        const QVariantList rules = PayloadFields::withinNesting(camera.value(QStringLiteral("ruleList"))).toList();
         record->insert(QStringLiteral("ruleInfoListRole"), rules);
         m_deviceTree.setData(cameraId, StandardTopologyModel::ruleInfoListRole, rules);
     }
     if (completed)
-        emit updateVCARulesResp(answer.value(QStringLiteral("relayPath")).toString());
+        emit updateVCARulesResp(textOf(answer, "relayPath"));
 }
 
 void PluginTopologyMgt::HandleRetrieveLoginStationInfo(const QVariant& respData, const QString& returnCode)
@@ -283,8 +287,7 @@ void PluginTopologyMgt::HandleRetrieveLoginStationInfo(const QVariant& respData,
     const QVariantMap answer = respData.toMap();
     // An answer for a login station that is already there updates it; it was
     // announced when it was inserted.
-    if (!m_deviceTree.insertLoginStation(answer.value(QStringLiteral("stationName")).toString(),
-                                         answer.value(QStringLiteral("stationIP")).toString()))
+    if (!m_deviceTree.insertLoginStation(textOf(answer, "stationName"), textOf(answer, "stationIP")))
         return;
     const QString loginStationId;
     emit stationInserted(loginStationId,
@@ -299,7 +302,7 @@ void PluginTopologyMgt::HandleRetrieveSrvInfo(const QVariant& respData, const QS
         return;
     }
     const QVariantMap answer = respData.toMap();
-    m_deviceTree.updateServerInfo(answer.value(QStringLiteral("relayPath")).toString(), answer);
+    m_deviceTree.updateServerInfo(textOf(answer, "relayPath"), answer);
 }
 
 // The external and I/O devices of a station arrive as a list of device records
@@ -316,7 +319,7 @@ void PluginTopologyMgt::HandleExternalDevicesRetrieve(const QVariant& respData)
     m_deviceTree.updateExternalDevice(devices);
     for (const QVariant& deviceEntry : devices) {
         const QVariantMap device = deviceEntry.toMap();
-        const QString deviceId = device.value(QStringLiteral("NodeID")).toString();
+        const QString deviceId = textOf(device, "NodeID");
         if (deviceId.isEmpty() || !m_deviceTree.contains(deviceId))
             continue;
         storeDiDoState(deviceId, device.value(QStringLiteral("DINum")).toInt(),
@@ -380,7 +383,8 @@ void PluginTopologyMgt::HandleRetrieveLogicalTree(const QVariant& respData, cons
                            returnCode);
         return;
     }
-    const QVariantMap tree = respData.toMap();
+    // Each level of the tree is a node's map and the list of its children.
+    const QVariantMap tree = PayloadFields::withinNesting(respData, 2 * ModuleLimits::kMaxTreeDepth).toMap();
     m_logicalTreeServerMap = part.first ? tree : ReplyParts::merged(m_logicalTreeServerMap, tree).toMap();
     m_logicalTree.set(tree, stationId);
 }
@@ -392,7 +396,7 @@ void PluginTopologyMgt::HandleMoveLogicalTreeNode(const QString& returnCode)
 
 void PluginTopologyMgt::HandleRenameLogicalTreeFolder(const QVariant& respData, const QString& returnCode)
 {
-    emit renameFolderResponded(respData.toString(), returnCode == kSuccess);
+    emit renameFolderResponded(PayloadFields::text(respData), returnCode == kSuccess);
 }
 
 void PluginTopologyMgt::HandleRemoveLogicalTreeItem(const QString& returnCode)
@@ -504,7 +508,7 @@ void PluginTopologyMgt::HandleQryLocationInfo(const QVariant& respData, const QS
         return;
     }
     const QVariantMap locations = respData.toMap();
-    const QString relayPath = locations.value(QStringLiteral("relayPath")).toString();
+    const QString relayPath = textOf(locations, "relayPath");
     updateLocationInfoModel(locations);
     const QVariantList removedCameras = parseRemovedCameras(locations);
     if (!removedCameras.isEmpty())
@@ -521,13 +525,13 @@ void PluginTopologyMgt::HandleQryLocationInfo(const QVariant& respData, const QS
 // queried from; fields a channel event added (live, stream index) stay.
 void PluginTopologyMgt::updateLocationInfoModel(const QVariantMap& locations)
 {
-    const QString relayPath = locations.value(QStringLiteral("relayPath")).toString();
+    const QString relayPath = textOf(locations, "relayPath");
     const bool isNvr = m_deviceTree.data(relayPath, StandardTopologyModel::isNVRStationRole).toBool();
     for (const QVariant& locationEntry : locations.value(QStringLiteral("locInfo")).toList()) {
         for (const QVariant& channelEntry : locationEntry.toMap().value(QStringLiteral("locs")).toList()) {
             const QVariantMap channel = channelEntry.toMap();
-            const QString alias = channel.value(QStringLiteral("Alias")).toString();
-            const QString locationId = channel.value(QStringLiteral("Name")).toString();
+            const QString alias = textOf(channel, "Alias");
+            const QString locationId = textOf(channel, "Name");
             if (alias.isEmpty() || locationId.isEmpty())
                 continue;
             const QString nodeId = channelNodeId(relayPath, alias);
@@ -537,7 +541,7 @@ void PluginTopologyMgt::updateLocationInfoModel(const QVariantMap& locations)
             const bool hadLocation = stored != m_locationInfoMap.cend() && !stored->value(kLocationRole).toString().isEmpty();
             QVariantMap record = stored != m_locationInfoMap.cend() ? *stored : QVariantMap();
             record.insert(QStringLiteral("nameRole"),
-                          DeviceNodeFactory::cleanDisplayName(channel.value(QStringLiteral("RefAlias")).toString()));
+                          DeviceNodeFactory::cleanDisplayName(textOf(channel, "RefAlias")));
             record.insert(QStringLiteral("relayPathRole"), relayPath);
             record.insert(QStringLiteral("camIDRole"), alias);
             if (!record.value(kAvailableRole).toBool() || available) {
@@ -554,7 +558,7 @@ void PluginTopologyMgt::updateLocationInfoModel(const QVariantMap& locations)
                 isNvr ? QVariantMap{{QStringLiteral("groupName"), m_deviceTree.data(nodeId, StandardTopologyModel::nameRole)},
                                     {QStringLiteral("streamIndex"), nvrStreamIndex(locationId)},
                                     {QStringLiteral("available"), available}}
-                      : QVariantMap{{QStringLiteral("groupName"), channel.value(QStringLiteral("GrpName")).toString()},
+                      : QVariantMap{{QStringLiteral("groupName"), textOf(channel, "GrpName")},
                                     {QStringLiteral("streamIndex"), channel.value(QStringLiteral("Stream")).toInt()},
                                     {QStringLiteral("available"), available}});
         }
@@ -601,7 +605,7 @@ QVariantList PluginTopologyMgt::parseRemovedCameras(const QVariantMap& locations
     QVariantList removedCameras;
     for (const QVariant& entry : locations.value(QStringLiteral("removedCameras")).toList()) {
         if (entry.typeId() == QMetaType::QVariantMap
-            && !entry.toMap().value(QStringLiteral("camID")).toString().isEmpty())
+            && !textOf(entry.toMap(), "camID").isEmpty())
             removedCameras.append(entry);
     }
     return removedCameras;
@@ -615,8 +619,8 @@ QStringList PluginTopologyMgt::parseRemovingRemovedCameras(const QVariantList& r
     QSet<QString> locationIds;
     for (const QVariant& entry : removedLocations) {
         const QString locationId = entry.typeId() == QMetaType::QVariantMap
-            ? entry.toMap().value(QStringLiteral("Name")).toString()
-            : entry.toString();
+            ? textOf(entry.toMap(), "Name")
+            : PayloadFields::text(entry);
         if (!locationId.isEmpty())
             locationIds.insert(locationId);
     }
@@ -636,7 +640,7 @@ void PluginTopologyMgt::replaceRemovedCameras(const QString& stationId, const QV
     QStringList deviceIds;
     QStringList logicalIds;
     for (const QVariant& entry : removedCameras) {
-        const QString cameraId = channelNodeId(stationId, entry.toMap().value(QStringLiteral("camID")).toString());
+        const QString cameraId = channelNodeId(stationId, textOf(entry.toMap(), "camID"));
         deviceIds.append(cameraId);
         logicalIds.append(LogicalTree::kRemovedCamerasFolderId + QLatin1Char('/') + cameraId);
     }
@@ -656,7 +660,7 @@ void PluginTopologyMgt::HandleGetCameraStatusResp(const QVariant& respData, cons
         return;
     }
     const QVariantMap status = respData.toMap();
-    emit getCameraStatusResp(status.value(QStringLiteral("nodeID")).toString(),
+    emit getCameraStatusResp(textOf(status, "nodeID"),
                              QVariantMap{{QStringLiteral("isRecording"),
                                           status.value(QStringLiteral("isRecording")).toBool()}});
 }
@@ -682,7 +686,7 @@ std::vector<QVariantMap> PluginTopologyMgt::parseDiDoRefNames(const QVariantList
         const char* const nodeKey = item.contains(QStringLiteral("camNodeId")) ? "camNodeId"
             : item.contains(QStringLiteral("stationID"))                       ? "stationID"
                                                                                : "stationNodeId";
-        records.push_back({{QStringLiteral("nodeID"), item.value(QLatin1String(nodeKey)).toString()},
+        records.push_back({{QStringLiteral("nodeID"), textOf(item, nodeKey)},
                            {QStringLiteral("diChangeList"), item.value(QStringLiteral("diChangeList"))},
                            {QStringLiteral("doChangeList"), item.value(QStringLiteral("doChangeList"))}});
     }
@@ -698,5 +702,5 @@ void PluginTopologyMgt::HandleGetSKYRCloudConnectionTimeoutList(const QVariant& 
                            "PluginTopologyMgt::HandleGetSKYRCloudConnectionTimeoutList", returnCode);
         return;
     }
-    m_deviceTree.updateSkyrCloudRelayTimeout(respData.toStringList(), true);
+    m_deviceTree.updateSkyrCloudRelayTimeout(PayloadFields::textList(respData), true);
 }

@@ -1,5 +1,7 @@
 #include "ReplyParts.h"
 
+#include "PayloadFields.h"
+
 namespace {
 
 bool isEmptyPart(const QVariant& part)
@@ -40,8 +42,9 @@ ReplyParts::Part ReplyParts::take(const QString& command, const void* context, c
             gathered = merged(open.value(), data);
         m_open.erase(open);
     }
+    // Kept until the last part, so no deeper than the module keeps anything.
     if (!completed)
-        m_open.insert(key, gather ? gathered : QVariant());
+        m_open.insert(key, gather ? PayloadFields::withinNesting(gathered) : QVariant());
     return {{first, completed}, gather ? gathered : data};
 }
 

@@ -1,5 +1,7 @@
 #include "StandalonePlayerPlaylist.h"
 
+#include "PayloadFields.h"
+
 #include <QStandardItem>
 #include <QStandardItemModel>
 #include <QUuid>
@@ -54,8 +56,8 @@ void StandalonePlayerPlaylist::appendLocalDB(const QVariantMap& cameras, const Q
         if (camera.key() == kMetaInfoKey || !isMap(camera.value()))
             continue;
         const QVariantMap entry = camera.value().toMap();
-        const QString nodeId = cameraNodeId(entry.value(QStringLiteral("recPath")).toString(), camera.key());
-        folder->appendRow(createItem(nodeId, CameraItem, entry.value(QStringLiteral("camName")).toString(), nodeId));
+        const QString nodeId = cameraNodeId(PayloadFields::textOf(entry, "recPath"), camera.key());
+        folder->appendRow(createItem(nodeId, CameraItem, PayloadFields::textOf(entry, "camName"), nodeId));
     }
     rootFolder()->appendRow(folder);
 }

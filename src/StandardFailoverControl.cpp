@@ -1,6 +1,7 @@
 #include "StandardFailoverControl.h"
 
 #include "ModuleLog.h"
+#include "PayloadFields.h"
 #include "StandardTopologyModel.h"
 #include "TreeWalk.h"
 
@@ -59,7 +60,7 @@ QVariant statusEntryOf(const QVariant& statusPayload)
 // login station's empty segment for a redundant server.
 bool isUsableEntry(const QVariant& entry)
 {
-    return isMap(entry) && !entry.toMap().value(kNameKey).toString().isEmpty();
+    return isMap(entry) && !PayloadFields::text(entry.toMap().value(kNameKey)).isEmpty();
 }
 
 const QList<int>& allRewrittenRoles()
@@ -120,16 +121,16 @@ bool StandardFailoverControl::ParseStatusMap(const QVariant& entry)
     if (!isUsableEntry(entry))
         return false;
     const QVariantMap fields = entry.toMap();
-    const QString id = serverIdOf(fields.value(kNameKey).toString());
+    const QString id = serverIdOf(PayloadFields::text(fields.value(kNameKey)));
     const QVariant statusValue = fields.value(kStatusKey);
     QString activeServer;
     Status status = NoMatch;
     if (isMap(statusValue)) {
         const QVariantMap statusFields = statusValue.toMap();
-        activeServer = serverIdOf(statusFields.value(kServerKey).toString());
-        status = TransferToStatus(statusFields.value(kStatusTextKey).toString());
+        activeServer = serverIdOf(PayloadFields::text(statusFields.value(kServerKey)));
+        status = TransferToStatus(PayloadFields::text(statusFields.value(kStatusTextKey)));
     } else {
-        status = TransferToStatus(statusValue.toString());
+        status = TransferToStatus(PayloadFields::text(statusValue));
     }
 
     if (!m_redundantServers.contains(id))
@@ -202,15 +203,15 @@ QList<QVariant> StandardFailoverControl::statusEntryList(const QVariant& listPay
 QString StandardFailoverControl::statusTextOf(const QVariant& status)
 {
     if (isMap(status))
-        return status.toMap().value(kStatusTextKey).toString();
-    return status.toString();
+        return PayloadFields::text(status.toMap().value(kStatusTextKey));
+    return PayloadFields::text(status);
 }
 
 QString StandardFailoverControl::activeServerTextOf(const QVariant& status)
 {
     if (!isMap(status))
         return QString();
-    return status.toMap().value(kServerKey).toString();
+    return PayloadFields::text(status.toMap().value(kServerKey));
 }
 
 void StandardFailoverControl::announceTakenOverChange(const QVariant& statusPayload)
@@ -234,7 +235,7 @@ void StandardFailoverControl::announceEntry(const QVariant& entry)
     // Without "@Server" the redundant server has stopped running for someone:
     // the station it ran for until now is released.
     if (station.isEmpty())
-        station = GetActiveServerId(serverIdOf(fields.value(kNameKey).toString()));
+        station = GetActiveServerId(serverIdOf(PayloadFields::text(fields.value(kNameKey))));
     if (station.isEmpty())
         return;
     // Deliberately exact: listeners take only "Running" as sent for a take-over.
@@ -248,7 +249,8 @@ void StandardFailoverControl::announceFailoverStatusChange(const QVariant& statu
         return;
     const QVariantMap fields = entry.toMap();
     const QVariant status = fields.value(kStatusKey);
-    emit failoverStatusChanged(fields.value(kNameKey).toString(), statusTextOf(status), activeServerTextOf(status));
+    emit failoverStatusChanged(PayloadFields::text(fields.value(kNameKey)), statusTextOf(status),
+                               activeServerTextOf(status));
 }
 
 // --- Model ------------------------------------------------------------------

@@ -137,7 +137,7 @@ QVariantMap TopologyPayloadParser::createCameraInfoMap(const QVariantMap& camera
     record.insert(QStringLiteral("streamNumberRole"), unsignedNumber(info, "streamNum"));
     record.insert(QStringLiteral("profileNumberRole"), unsignedNumber(info, "profileNum"));
     record.insert(QStringLiteral("supportTimeShiftRole"), flagOf(info, "suppTimeShift"));
-    record.insert(QStringLiteral("resolutionListRole"), info.value(QStringLiteral("resolutionList")).toStringList());
+    record.insert(QStringLiteral("resolutionListRole"), PayloadFields::textListOf(info, "resolutionList"));
     record.insert(QStringLiteral("urlRole"), decryptUrlString(textOf(info, "url")));
     record.insert(QStringLiteral("suppSmartMotionRole"), flagOf(info, "suppSmartMotion"));
     record.insert(QStringLiteral("focusSpeedRole"), number(info, "focusSpeed"));
@@ -222,8 +222,8 @@ std::vector<QVariantMap> TopologyPayloadParser::parseStationsList(const QVariant
         QVariantMap record;
         record.insert(QStringLiteral("idRole"), textOf(entry, "stationUID"));
         record.insert(QStringLiteral("nameRole"), DeviceNodeFactory::cleanDisplayName(textOf(info, "RefName")));
-        record.insert(QStringLiteral("modelRole"), info.value(QStringLiteral("Model")));
-        record.insert(QStringLiteral("displayNameRole"), info.value(QStringLiteral("DisplayName")));
+        record.insert(QStringLiteral("modelRole"), textOf(info, "Model"));
+        record.insert(QStringLiteral("displayNameRole"), textOf(info, "DisplayName"));
         record.insert(QStringLiteral("diCountRole"), diCount);
         record.insert(QStringLiteral("diNameListRole"), generateDefaultDiDoNameList(QStringLiteral("DI-"), diCount));
         record.insert(QStringLiteral("doCountRole"), doCount);

@@ -3,6 +3,8 @@
 #include <QAbstractItemModel>
 #include <QStandardItem>
 
+#include <algorithm>
+#include <utility>
 #include <vector>
 
 // Pre-order walks over rows first..last under a parent and everything below
@@ -47,6 +49,23 @@ void forEachIndex(const QAbstractItemModel& model, const QModelIndex& parent, in
         visit(node);
         pushChildren(node, 0, model.rowCount(node) - 1);
     }
+}
+
+// The levels a subtree spans: 1 for an item without children.
+inline int heightOf(const QStandardItem* top)
+{
+    int height = 0;
+    std::vector<std::pair<const QStandardItem*, int>> pending{{top, 1}};
+    while (!pending.empty()) {
+        const std::pair<const QStandardItem*, int> entry = pending.back();
+        pending.pop_back();
+        height = std::max(height, entry.second);
+        for (int row = 0; row < entry.first->rowCount(); ++row) {
+            if (const QStandardItem* child = entry.first->child(row))
+                pending.emplace_back(child, entry.second + 1);
+        }
+    }
+    return height;
 }
 
 } // namespace TreeWalk

@@ -1,6 +1,7 @@
 #include "WebPageTreeModelController.h"
 
 #include "ModuleLog.h"
+#include "PayloadFields.h"
 #include "WebPageTreeFilterSortModel.h"
 
 #include <QStandardItem>
@@ -87,12 +88,12 @@ void WebPageTreeModelController::setAllWebPages(const QList<QVariant>& webPages)
 
 QString WebPageTreeModelController::queryWebPageName(const QString& id) const
 {
-    return findWebInfo(id).value(kPageNameKey).toString();
+    return PayloadFields::text(findWebInfo(id).value(kPageNameKey));
 }
 
 QString WebPageTreeModelController::queryWebPageUrl(const QString& id) const
 {
-    return findWebInfo(id).value(kUrlKey).toString();
+    return PayloadFields::text(findWebInfo(id).value(kUrlKey));
 }
 
 int WebPageTreeModelController::queryWebPageIconType(const QString& id) const
@@ -154,9 +155,9 @@ QStandardItem* WebPageTreeModelController::createItem(const QVariantMap& record)
     auto* item = new QStandardItem;
     item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
     item->setData(record, webPageRole);
-    item->setData(record.value(kIdKey).toString(), pageIdRole);
-    item->setData(record.value(kPageNameKey).toString(), pageNameRole);
-    item->setData(record.value(kUrlKey).toString(), urlRole);
+    item->setData(PayloadFields::text(record.value(kIdKey)), pageIdRole);
+    item->setData(PayloadFields::text(record.value(kPageNameKey)), pageNameRole);
+    item->setData(PayloadFields::text(record.value(kUrlKey)), urlRole);
     item->setData(record.value(kIconTypeKey).toInt(), iconTypeRole);
     return item;
 }

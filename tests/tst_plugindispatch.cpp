@@ -1,12 +1,21 @@
+#include "DeviceSortFilterModel.h"
+#include "ModuleLimits.h"
+#include "ModuleLog.h"
 #include "PluginTopologyMgt.h"
 #include "QorbLogUtlStub.h"
 #include "SampleConnection.h"
 #include "SimulatedFramework.h"
+#include "TreeToListProxyModel.h"
 
+#include <QStringDecoder>
 #include <QtTest>
 
+#include <utility>
+
 // Replies and broadcasts reach the module through two entry points and are
-// routed by name; these tests pin the routing rules the rest relies on.
+// routed by name; these tests pin the routing rules the rest relies on, and
+// what the module does with absurd input: trees far deeper than any
+// installation, texts of megabytes, identifiers that try to break log lines.
 class PluginDispatchTest : public QObject
 {
     Q_OBJECT
@@ -19,12 +28,72 @@ private:
             plugin.InitialPluginBase(nullptr, &hostHandle, &framework);
             QorbLogUtlStub::clear();
         }
+        void reply(const QString& command, const QVariant& data, void* context = nullptr)
+        {
+            plugin.CommandProcessor(command, data, context, QStringLiteral("0"), QString(), true, QString());
+        }
         int hostHandle = 0;
         SimulatedFramework framework;
         PluginTopologyMgt plugin;
     };
 
     static QList<QByteArray> logged() { return QorbLogUtlStub::messages(); }
+
+    static constexpr int kDepth = ModuleLimits::kMaxTreeDepth;
+
+    // Qt frees nested values by recursion, so a test must take a value a
+    // hundred thousand levels deep apart level by level. Should the module still
+    // hold a level, freeing it later recurses and the test crashes.
+    static void releaseNested(QVariant value)
+    {
+        while (value.isValid()) {
+            QVariantList inside = value.typeId() == QMetaType::QVariantMap ? value.toMap().values() : value.toList();
+            value = QVariant();
+            for (QVariant& child : inside) {
+                if (child.typeId() == QMetaType::QVariantMap || child.typeId() == QMetaType::QVariantList) {
+                    value = std::exchange(child, QVariant());
+                    break;
+                }
+            }
+        }
+    }
+
+    // A logical tree whose folders F1 (the root) .. F<levels> each hold the next.
+    static QVariantMap folderChain(int levels)
+    {
+        QVariant below;
+        for (int level = levels; level >= 1; --level) {
+            QVariantMap folder{{"treeNodeId", QStringLiteral("F%1").arg(level)}, {"name", "Folder"}};
+            if (below.isValid())
+                folder.insert("children", QVariantList{below});
+            below = folder;
+        }
+        return below.toMap();
+    }
+
+    // The levels of a chain, following the first row down.
+    static int depthOf(const QAbstractItemModel* model)
+    {
+        int depth = 0;
+        for (QModelIndex node = model->index(0, 0); node.isValid(); node = model->index(0, 0, node))
+            ++depth;
+        return depth;
+    }
+
+    static QList<QByteArray> errorsLogged()
+    {
+        QList<QByteArray> errors;
+        for (const QorbLogUtlStub::Line& line : QorbLogUtlStub::lines()) {
+            if (line.level == 2)
+                errors << line.message;
+        }
+        return errors;
+    }
+
+    static QByteArray limitLine(const char* entry, const char* input, const char* lost)
+    {
+        return QByteArray(entry) + ", " + input + " over the module's limits: " + lost;
+    }
 
     // Connected to a login station with the cameras C_1 and C_2, whose whole
     // topology has been answered; its camera information, locations and two
@@ -332,6 +401,19 @@ private slots:
 
         QCOMPARE(given.plugin.clientId(), QStringLiteral("client-8"));
         QCOMPARE(logged(), (QList<QByteArray>{"I'm client id (client-7).", "I'm client id (client-8)."}));
+
+        // An identity over the text limit reads as empty and is named once; one
+        // at the limit is taken, and written cut with a note of the rest.
+        QorbLogUtlStub::clear();
+        const QString atTextLimit(ModuleLimits::kMaxPayloadTextLength, QLatin1Char('y'));
+        given.reply("whoAmI", QString(50 * 1024 * 1024, QLatin1Char('x')));
+        QCOMPARE(given.plugin.clientId(), QString());
+        given.reply("whoAmI", atTextLimit);
+        QCOMPARE(given.plugin.clientId(), atTextLimit);
+        QCOMPARE(logged(), (QList<QByteArray>{"I'm client id ().",
+                                              limitLine("PluginTopologyMgt::CommandProcessor", "reply whoAmI",
+                                                        "1 text(s) longer than 65536 characters dropped"),
+                                              "I'm client id (" + QByteArray(256, 'y') + "...[65280 more characters])."}));
     }
 
     void exEntryPointsAndForeignTargetsChangeNothing()
@@ -398,6 +480,50 @@ private slots:
         QVERIFY(QorbLogUtlStub::lines().isEmpty());
     }
 
+    // Each text argument is escaped so that one call stays one line, then cut
+    // with a note of how much was left out.
+    void logArgumentsAreEscapedAndCut_data()
+    {
+        QTest::addColumn<QString>("argument");
+        QTest::addColumn<QByteArray>("written");
+        QTest::newRow("control characters") << QStringLiteral("S_1\nB\r\t\x01\x7f") << QByteArray("S_1\\x0AB\\x0D\\x09\\x01\\x7F");
+        QTest::newRow("separator and backslash") << QStringLiteral("a\u2028b\\x0A") << QByteArray("a\\xE2\\x80\\xA8b\\\\x0A");
+        QTest::newRow("printable non-ASCII") << QStringLiteral("S\u00FCd \u6771") << QByteArray("S\xC3\xBC" "d \xE6\x9D\xB1");
+        QTest::newRow("cut") << QString(300, QLatin1Char('a')) << QByteArray(256, 'a') + "...[44 more characters]";
+        QTest::newRow("escape at the cut") << QString(255, QLatin1Char('a')) + QStringLiteral("\nb")
+                                           << QByteArray(255, 'a') + "...[2 more characters]";
+    }
+    void logArgumentsAreEscapedAndCut()
+    {
+        QFETCH(QString, argument);
+        QFETCH(QByteArray, written);
+        QorbLogUtlStub::clear();
+        TOPOLOGY_LOG_ERROR("%s", argument);
+        QCOMPARE(QorbLogUtlStub::messages(), QList<QByteArray>{written});
+    }
+
+    // An identifier with line breaks stays on its line; a line of many long
+    // arguments is cut to its bound, between whole characters.
+    void logLinesStayBounded()
+    {
+        Fixture given;
+        given.framework.broadcast("NotifyChannelRemove",
+                                  QVariantMap{{"relayPath", "S_1\nFAKE error line"},
+                                              {"chnlInfo", QVariantMap{{"CamName", "C_1\x01"}, {"Method", "RemoveEntry"}, {"Loc", "Loc1"}}}});
+        const QString longName(300, QChar(0x6771));
+        TOPOLOGY_LOG_ERROR("%s %s %s %s", longName, longName, longName, longName);
+
+        const QList<QByteArray> lines = logged();
+        QCOMPARE(lines.size(), 2);
+        QCOMPARE(lines.first(), "Location removed, but camera not found, nodeID:S_1\\x0AFAKE error line/C_1\\x01");
+        QVERIFY(lines.last().size() <= ModuleLimits::kMaxLogLineBytes);
+        QVERIFY(lines.last().size() > ModuleLimits::kMaxLogLineBytes - 4);
+        QVERIFY(lines.last().endsWith("...[line cut]"));
+        QStringDecoder utf8(QStringDecoder::Utf8);
+        (void)utf8.decode(lines.last());
+        QVERIFY(!utf8.hasError());
+    }
+
     void reconnectingStartsFromEmptyTreesAndEndsAsTheFirstConnection()
     {
         SampleConnection given;
@@ -427,68 +553,171 @@ private slots:
         QCOMPARE(given.snapshot(), firstConnection);
     }
 
-    void deeplyNestedServerTreeIsHarmless()
+    // A tree a hundred thousand levels deep is taken down to the limit, named
+    // once in the log, shown by every view and torn down without overflowing
+    // Qt's recursion.
+    void deepTreesAreCutAtTheLimit_data()
     {
-        // given: a broken or hostile server's logical tree, ten thousand folders deep
-        const int levels = 10000;
-        QVariantMap nested{{QStringLiteral("treeNodeId"), QStringLiteral("F_%1").arg(levels)},
-                           {QStringLiteral("name"), QStringLiteral("deepest")}};
-        for (int level = levels - 1; level >= 0; --level)
-            nested = {{QStringLiteral("treeNodeId"), QStringLiteral("F_%1").arg(level)},
-                      {QStringLiteral("name"), QStringLiteral("level")},
-                      {QStringLiteral("children"), QVariantList{nested}}};
-
+        QTest::addColumn<QString>("input");
+        QTest::addColumn<int>("levels");
+        QTest::addColumn<int>("inputs");
+        QTest::newRow("logical tree reply") << "retrieveLogicalTree" << 100000 << 1;
+        QTest::newRow("whole-topology reply") << "RetrieveAllDeviceTopology" << 100000 << 2;
+        // Each inserted station is asked for, so a shorter chain keeps the test quick.
+        QTest::newRow("station insert broadcast") << "NotifyStationInsert" << 300 << 1;
+    }
+    void deepTreesAreCutAtTheLimit()
+    {
+        QFETCH(QString, input);
+        QFETCH(int, levels);
+        QFETCH(int, inputs);
+        const bool logical = input == QLatin1String("retrieveLogicalTree");
         Fixture given;
-        QAbstractItemModel* view = given.plugin.getLogicalTreeSortFilterModel(&given.plugin);
+        QObject views;
+        QAbstractItemModel* tree = logical ? static_cast<QAbstractItemModel*>(given.plugin.logicalTree().getModel())
+                                           : given.plugin.getStandardTopologyModel();
+        QAbstractItemModel* filtered = logical ? given.plugin.getLogicalTreeSortFilterModel(&views)
+                                               : given.plugin.getFilteredStandardTopologyModel(&views);
+        auto* list = qobject_cast<TreeToListProxyModel*>(given.plugin.getTreeToListProxyModel(&views, filtered));
+        QAbstractItemModelTester treeTester(tree, QAbstractItemModelTester::FailureReportingMode::Fatal);
+        QAbstractItemModelTester filteredTester(filtered, QAbstractItemModelTester::FailureReportingMode::Fatal);
+        QAbstractItemModelTester listTester(list, QAbstractItemModelTester::FailureReportingMode::Fatal);
+        if (!logical)
+            given.reply("RetrieveLoginStationInfo", QVariantMap{{"stationName", "HQ"}});
 
-        // when: built, read back and dropped again
-        given.plugin.CommandProcessor(QStringLiteral("retrieveLogicalTree"), nested, nullptr, QStringLiteral("0"),
-                                      QString(), true, QString());
-        const QVariantMap readBack = given.plugin.getLogicalTreeMap();
-        given.plugin.PluginServerDisconnected();
-
-        // then
-        QVariantMap node = readBack;
-        int depth = 0;
-        while (!node.value(QStringLiteral("children")).toList().isEmpty()) {
-            node = node.value(QStringLiteral("children")).toList().constFirst().toMap();
-            ++depth;
+        // Stations "S_1", "S_2" ... each below the one before, the first below the login station.
+        QVariant payload;
+        if (logical) {
+            payload = folderChain(levels);
+            given.reply(input, payload);
+        } else if (input == QLatin1String("RetrieveAllDeviceTopology")) {
+            QVariantMap answer;
+            for (int station = 0; station < levels; ++station) {
+                const QString id = station == 0 ? QString() : QStringLiteral("S_%1").arg(station);
+                const QVariantMap below{{"nodeUID", QStringLiteral("S_%1").arg(station + 1)}, {"nodeType", "Station"}};
+                answer.insert(id, QVariantMap{{"parentStationID", id}, {"nodeList", QVariantList{below}}});
+            }
+            payload = answer;
+            given.plugin.retrieveAllDeviceTopology(QString());
+            given.framework.respond(given.framework.lastIndexOf(input), payload);
+            // The walk through the chain stops at the limit too.
+            QCOMPARE(given.framework.count("QryCamLocation"), kDepth);
+            // Read again from a station near the limit: what goes below is cut
+            // there, and the stations further down are not taken for orphans.
+            given.plugin.retrieveAllDeviceTopology(QStringLiteral("S_%1").arg(kDepth - 2));
+            given.framework.respond(given.framework.lastIndexOf(input), payload);
+        } else {
+            QVariantList stations;
+            for (int station = 1; station <= levels; ++station)
+                stations << QVariantMap{{"stationUID", QStringLiteral("S_%1").arg(station)},
+                                        {"relayPath", station == 1 ? QString() : QStringLiteral("S_%1").arg(station - 1)}};
+            payload = stations;
+            given.framework.broadcast(input, payload);
         }
-        QCOMPARE(depth, levels);
-        QCOMPARE(node.value(QStringLiteral("name")).toString(), QStringLiteral("deepest"));
-        QCOMPARE(view->rowCount(), 0);
-        QCOMPARE(given.plugin.logicalTree().getModel()->rowCount(), 0);
+        releaseNested(std::move(payload));
+
+        QCOMPARE(depthOf(tree), kDepth);
+        QCOMPARE(depthOf(filtered), kDepth);
+        // The logical tree as sent is kept, and read back, down to the limit too.
+        int keptLevels = 0;
+        for (QVariantMap node = given.plugin.getLogicalTreeMap(); logical && !node.isEmpty();
+             node = node.value("children").toList().value(0).toMap())
+            ++keptLevels;
+        QCOMPARE(keptLevels, logical ? kDepth : 0);
+        list->expandAll(0);
+        QCOMPARE(list->rowCount(), kDepth);
+        const bool broadcast = input.startsWith("Notify");
+        QCOMPARE(errorsLogged(),
+                 QList<QByteArray>(inputs, limitLine(broadcast ? "PluginTopologyMgt::EventProcessor"
+                                                               : "PluginTopologyMgt::CommandProcessor",
+                                                     qPrintable((broadcast ? "broadcast " : "reply ") + input),
+                                                     "1 part(s) beyond the depth limit of 64 levels dropped")));
+
+        given.plugin.PluginServerDisconnected();
+        QCOMPARE(tree->rowCount(), 0);
+        QCOMPARE(list->rowCount(), 0);
     }
 
-    void deeplyNestedStationChainIsHarmless()
+    // Folder creations and moves that would put anything below the limit are
+    // refused, whether the user asks or a server broadcasts them; one level
+    // less is taken.
+    void editsBelowTheLimitAreRefused()
     {
-        // given: a whole-topology answer in which every station hides one more below it
-        const int levels = 10000;
-        QVariantMap allTopology;
-        for (int level = 0; level < levels; ++level) {
-            const QString station = level == 0 ? QString() : QStringLiteral("N%1").arg(level);
-            const QVariantMap subStation{{QStringLiteral("nodeUID"), QStringLiteral("N%1").arg(level + 1)},
-                                         {QStringLiteral("nodeName"), QStringLiteral("s_Level %1").arg(level + 1)},
-                                         {QStringLiteral("nodeType"), QStringLiteral("Station")}};
-            allTopology.insert(station, QVariantMap{{QStringLiteral("parentStationID"), station},
-                                                    {QStringLiteral("nodeList"), QVariantList{subStation}}});
-        }
         Fixture given;
-        given.plugin.CommandProcessor(QStringLiteral("RetrieveLoginStationInfo"),
-                                      QVariantMap{{QStringLiteral("stationName"), QStringLiteral("Top")}}, nullptr,
-                                      QStringLiteral("0"), QString(), true, QString());
+        QVariantMap tree = folderChain(kDepth);
+        QVariantList topFolders = tree.value("children").toList();
+        topFolders << QVariantMap{{"treeNodeId", "G"}, {"name", "G"},
+                                  {"children", QVariantList{QVariantMap{{"treeNodeId", "H"}, {"name", "H"}}}}};
+        tree.insert("children", topFolders);
+        given.reply("retrieveLogicalTree", tree);
+        QAbstractItemModel* model = given.plugin.logicalTree().getModel();
+        QAbstractItemModelTester tester(model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+        QSignalSpy inserted(&given.plugin, &PluginTopologyMgt::logicalTreeFolderInserted);
+        QSignalSpy moved(&given.plugin, &PluginTopologyMgt::moveLogicalTreeNodeResp);
+        const QString deepest = QStringLiteral("F%1").arg(kDepth);
+        const QString aboveDeepest = QStringLiteral("F%1").arg(kDepth - 1);
+        QorbLogUtlStub::clear();
+        given.framework.clearRequests();
 
-        // when
-        given.plugin.CommandProcessor(QStringLiteral("RetrieveAllDeviceTopology"), allTopology, nullptr,
-                                      QStringLiteral("0"), QString(), true, QString());
-        const QVariantList stationTree = given.plugin.getStationTree();
-        const qsizetype stationsFound = given.plugin.getStationRelayPathList(true).size();
+        given.framework.broadcast("NotifyFolderCreatedLogical",
+                                  QVariantMap{{"parentFolderUid", deepest}, {"newFolderId", "X"}, {"newFolderName", "X"}});
+        given.plugin.insertLogicalTreeFolder("Y", deepest);
+        given.plugin.insertLogicalTreeFolder("Z", aboveDeepest);
+        given.plugin.moveLogicalTreeNode({"G"}, aboveDeepest);
+        given.framework.broadcast("notifyLogicalTreeNodeMoved",
+                                  QVariantMap{{"moveSourceIDList", QStringList{"G", "H"}}, {"moveDestinationID", aboveDeepest}});
+
+        QCOMPARE(SampleConnection::texts(inserted), (QStringList{"false X", "false "}));
+        QCOMPARE(SampleConnection::texts(moved), QStringList{"false"});
+        QCOMPARE(given.framework.commandNames(), QStringList{"InsertFolderLogical"});
+        QCOMPARE(given.framework.requests().first().arguments.toMap().value("parentFolderUid").toString(), aboveDeepest);
+        const QModelIndex movedLeaf =
+            model->match(model->index(0, 0), LogicalTreeModel::idRole, "H", 1, Qt::MatchRecursive | Qt::MatchExactly).value(0);
+        QCOMPARE(movedLeaf.parent().data(LogicalTreeModel::idRole).toString(), aboveDeepest);
+        const QByteArray refused = "1 edit(s) refused for going deeper than 64 levels";
+        QCOMPARE(errorsLogged(),
+                 (QList<QByteArray>{
+                     limitLine("PluginTopologyMgt::EventProcessor", "broadcast NotifyFolderCreatedLogical", refused),
+                     limitLine("PluginTopologyMgt::insertLogicalTreeFolder", "request InsertFolderLogical", refused),
+                     limitLine("PluginTopologyMgt::moveLogicalTreeNode", "request moveLogicalTreeNode", refused),
+                     limitLine("PluginTopologyMgt::EventProcessor", "broadcast notifyLogicalTreeNodeMoved", refused)}));
+    }
+
+    // A value kept past its input (rules) loses what lies below the nesting
+    // limit, and a filter reaching into nested fields goes no deeper.
+    void deepPayloadValuesAreCut()
+    {
+        Fixture given;
+        given.reply("RetrieveAllCamInfo", QVariantMap{{"cameras", QVariantList{QVariantMap{{"camUID", "C_1"}}}}});
+        QVariant rules = QVariantList{"bottom"};
+        for (int level = 1; level < 100000; ++level)
+            rules = QVariantList{rules};
+        QorbLogUtlStub::clear();
+
+        given.reply("RetrieveRuleInfo", QVariantMap{{"cameras", QVariantList{QVariantMap{{"camUID", "C_1"}, {"ruleList", rules}}}}});
+        releaseNested(std::move(rules));
+
+        int levels = 0;
+        for (QVariant kept = given.plugin.cameraInfoFrom("C_1", "ruleInfoListRole"); kept.typeId() == QMetaType::QVariantList;
+             kept = kept.toList().value(0))
+            ++levels;
+        QCOMPARE(levels, ModuleLimits::kMaxPayloadNesting);
+        QCOMPARE(errorsLogged(), QList<QByteArray>{limitLine("PluginTopologyMgt::CommandProcessor", "reply RetrieveRuleInfo",
+                                                             "1 part(s) beyond the depth limit of 64 levels dropped")});
         given.plugin.PluginServerDisconnected();
 
-        // then: every station of the chain is in the tree, and gone again after the disconnection
-        QCOMPARE(stationsFound, levels + 1);
-        QCOMPARE(stationTree.size(), 1);
-        QCOMPARE(given.plugin.getStandardTopologyModel()->rowCount(), 0);
+        for (const int depth : {ModuleLimits::kMaxPayloadNesting, 100000}) {
+            QVariant wanted = true;
+            QVariant field = true;
+            for (int level = 1; level < depth; ++level) {
+                wanted = QVariantMap{{"role", "x"}, {"value", wanted}};
+                field = QVariantMap{{"x", field}};
+            }
+            QCOMPARE(DeviceSortFilterModel::compareRoleValue({"x", wanted}, QVariantMap{{"x", field}}),
+                     depth <= ModuleLimits::kMaxPayloadNesting);
+            releaseNested(std::move(wanted));
+            releaseNested(std::move(field));
+        }
     }
 
     void everyHandlerSurvivesMalformedPayloads()

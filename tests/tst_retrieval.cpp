@@ -175,6 +175,12 @@ private slots:
         QVERIFY(QorbLogUtlStub::messages().contains("One Command Get All Node Info failed"));
         QVERIFY(!given.plugin.cameraInfoMap("S_1/C_1").isEmpty());
         QVERIFY(given.plugin.cameraInfoMap("S_1/S_3/C_1").isEmpty());
+        // No password reaches a line, plain or in the hex it travels in; every
+        // password of the sample installation begins with "fake-".
+        given.broadcast("NotifyStationInfoChange",
+                        QVariantMap{{"stationUID", "S_1"}, {"stationPassword", QByteArray("fake-new").toHex()}});
+        for (const QByteArray& line : QorbLogUtlStub::messages())
+            QVERIFY2(!line.contains("fake-") && !line.contains(QByteArray("fake-").toHex()), line.constData());
 
         // when a retry is pending as the server goes away
         QSignalSpy topologyFlag(&given.plugin, &PluginTopologyMgt::topologyRetrievedChanged);
