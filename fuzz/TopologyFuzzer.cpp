@@ -50,6 +50,9 @@ const QStringList kIdentifiers = {
     QStringLiteral("DO"), QStringLiteral("Rising")};
 
 constexpr int kMaxSteps = 48;
+// Each connection retrieves the whole installation again (and the logical tree
+// keeps what earlier retrievals gave it), so a few are enough for any order.
+constexpr int kMaxConnections = 4;
 constexpr int kMaxGeneratedNesting = 80; // beyond the module's own nesting limit
 constexpr int kMaxGeneratedValues = 4000;
 
@@ -152,6 +155,8 @@ private:
     {
         switch (in.u8() % OpCount) {
         case Connect:
+            if (++m_connections > kMaxConnections)
+                break;
             m_plugin.PluginServerConnected();
             deliverAnswers();
             break;
@@ -375,6 +380,7 @@ private:
     QAbstractItemModel* m_deviceList = nullptr;
     QAbstractItemModel* m_logicalList = nullptr;
 
+    int m_connections = 0;
     bool m_lastIsReply = true;
     QString m_lastName;
     QVariant m_lastPayload;
