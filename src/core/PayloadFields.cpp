@@ -127,6 +127,17 @@ QString text(const QVariant& value)
     return QString();
 }
 
+QVariantList list(const QVariant& value)
+{
+    switch (value.typeId()) {
+    case QMetaType::QVariantList:
+    case QMetaType::QStringList:
+        return value.toList();
+    default:
+        return {};
+    }
+}
+
 QStringList textList(const QVariant& value)
 {
     QStringList texts = value.toStringList();

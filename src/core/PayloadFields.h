@@ -17,6 +17,15 @@ QString text(const QVariant& value);
 // its place, since positions can matter (port names by index).
 QStringList textList(const QVariant& value);
 
+// The entries of a list. Anything else reads as no entries: Qt would turn a
+// text into a list of its characters, and each would be taken for an entry.
+QVariantList list(const QVariant& value);
+
+inline QVariantList listOf(const QVariantMap& map, const char* key)
+{
+    return list(map.value(QLatin1String(key)));
+}
+
 inline QString textOf(const QVariantMap& map, const char* key)
 {
     return text(map.value(QLatin1String(key)));
