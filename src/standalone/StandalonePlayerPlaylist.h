@@ -15,12 +15,9 @@ class QStandardItemModel;
 // A database arrives as a map from each camera's key to {"camName", "recPath"};
 // the camera's node id, the key of its location record, is recPath + "/" + key,
 // or the bare key when recPath is missing or empty.
-//
-// Choices made where the behaviour was open:
-// - The entry "LocObjectMetaInfo" describes the database, not a camera, and is
-//   skipped, as the logical tree skips it; so is any entry whose value is not a map.
-// - Camera names are shown as the database gives them.
-// - A database arrives in one insertion: its folder with all its cameras.
+// The entry "LocObjectMetaInfo" describes the database, not a camera, and is
+// skipped, as the logical tree skips it; so is any entry whose value is not a
+// map. Camera names are shown as the database gives them.
 class StandalonePlayerPlaylist : public QObject
 {
     Q_OBJECT
@@ -43,7 +40,8 @@ public:
     explicit StandalonePlayerPlaylist(QObject* parent = nullptr);
     ~StandalonePlayerPlaylist() override;
 
-    // Adds a new folder named dbName, even when one of that name is shown already.
+    // Adds a new folder named dbName, even when one of that name is shown
+    // already, in one insertion: the folder with all its cameras.
     void appendLocalDB(const QVariantMap& cameras, const QString& dbName);
     // Removes every database; the root folder stays.
     void clear();

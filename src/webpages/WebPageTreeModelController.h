@@ -21,19 +21,8 @@ class WebPageTreeFilterSortModel;
 // Published role names: "webPage", "pageId", "pageName", "url", "iconType".
 // The root's record is {"id": "root", "pageName": "Web page" (translated), "url": ""}.
 //
-// Choices made where the behaviour was open:
-// - replaceAllWebPages takes only a list; any other payload (null, a map, a
-//   text) is logged and leaves the shown list as it is, since wiping it on a
-//   garbled broadcast would hide every page until the next change. An empty
-//   list empties it.
-// - List elements that are not maps are skipped. Fields of the wrong type are
-//   read as their conversion to text or number (an unreadable iconType is 0);
-//   the record itself is kept as received.
-// - Look-ups by id consider the pages only, never the root, and take the first
-//   page with that id. The list is short and replaced whole, so a look-up walks
-//   the root's children instead of keeping an index in step.
-// - Items are not editable through the model: a change goes to the server and
-//   comes back with the list.
+// Items are not editable through the model: a change goes to the server and
+// comes back with the list.
 class WebPageTreeModelController
 {
     Q_DECLARE_TR_FUNCTIONS(WebPageTreeModelController)
@@ -53,7 +42,10 @@ public:
 
     // For the list reply and the change broadcast: replaces the whole list with
     // the payload's and answers true, or answers false and changes nothing when
-    // the payload is not a list.
+    // the payload is not a list (logged): wiping the list on a garbled
+    // broadcast would hide every page until the next change. Elements that are
+    // not maps are skipped; a field of the wrong type reads as its conversion
+    // (an unreadable iconType is 0).
     bool replaceAllWebPages(const QVariant& payload);
 
     // Appends one page under the root.
@@ -77,6 +69,9 @@ public:
 private:
     void generateRootItem();
     QStandardItem* getRootItem() const;
+    // The pages only, never the root; the first page with that id. The list is
+    // short and replaced whole, so a look-up walks the root's children rather
+    // than keeping an index in step.
     QStandardItem* findWebPageItem(const QString& id) const;
     QVariantMap findWebInfo(const QString& id) const;
     static QStandardItem* createItem(const QVariantMap& record);
