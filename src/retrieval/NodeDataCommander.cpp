@@ -158,7 +158,7 @@ void NodeDataCommander::onDeviceTopology(const Response& response)
 
     const QVariantMap topology = response.data.toMap();
     const QString parentStation = textOf(topology, "parentStationID");
-    const QVariantList nodeList = topology.value(QStringLiteral("nodeList")).toList();
+    const QVariantList nodeList = PayloadFields::listOf(topology, "nodeList");
     const QStringList subStations = subStationsOf(nodeList);
     // The sub-stations are awaited before this station counts, so that the flag
     // does not turn true in between.
@@ -221,7 +221,7 @@ void NodeDataCommander::processStationTopology(const QVariantMap& allTopology, c
         awaitStation(Topology, station);
         awaitStation(CamStatus, station);
         awaitStation(NodeInfo, station);
-        const QVariantList nodeList = stationTopology.toMap().value(QStringLiteral("nodeList")).toList();
+        const QVariantList nodeList = PayloadFields::listOf(stationTopology.toMap(), "nodeList");
         open.push_back({station, nodeList, subStationsOf(nodeList), 0});
     };
 
@@ -365,7 +365,7 @@ void NodeDataCommander::onCamerasInserted(const Response& response)
 {
     QStringList stations;
     QHash<QString, QStringList> camerasByStation;
-    const QVariantList cameras = response.data.toList();
+    const QVariantList cameras = PayloadFields::list(response.data);
     for (const QVariant& camera : cameras) {
         const QVariantMap entry = camera.toMap();
         const QString station = textOf(entry, "parentStationID");
@@ -387,7 +387,7 @@ void NodeDataCommander::onCameraInfoChanged(const Response& response)
 
 void NodeDataCommander::onStationsInserted(const Response& response)
 {
-    const QVariantList stations = response.data.toList();
+    const QVariantList stations = PayloadFields::list(response.data);
     for (const QVariant& inserted : stations) {
         const QString station = textOf(inserted.toMap(), "stationUID");
         if (station.isEmpty())
