@@ -1,5 +1,6 @@
 #include "DeviceNodeFactory.h"
 
+#include "DeviceTreeNames.h"
 #include "PayloadFields.h"
 #include "StandardTopologyModel.h"
 
@@ -14,10 +15,7 @@ using PayloadFields::flagOf;
 using Model = StandardTopologyModel;
 
 const QString kStationType = QStringLiteral("Station");
-const QString kRemovedCamerasFolder = QStringLiteral("_REMOVED_CAMERAS_");
 const QString kRemovedCamerasName = QStringLiteral("Removed Cameras");
-// Brand given to cameras whose record names none.
-const QString kDefaultBrand = QStringLiteral("xrqz");
 
 // The capability flags put on a camera when it is created, each read from the
 // record key of the same name.
@@ -190,7 +188,7 @@ std::unique_ptr<QStandardItem> DeviceNodeFactory::createRemovedCameraNode(const 
     const QVariantMap cameraRecord{
         {QStringLiteral("nodeUID"), removedCameraId(stationId, textOf(removedCamera, "camID"))},
         {QStringLiteral("nodeName"), cleanDisplayName(textOf(removedCamera, "camName"))},
-        {QStringLiteral("brand"), kDefaultBrand},
+        {QStringLiteral("brand"), QString(DeviceTreeNames::kDefaultBrand)},
         {QStringLiteral("nodeType"), QString()},
         {QStringLiteral("nodeIP"), QString()},
         {QStringLiteral("user"), QString()},
@@ -208,7 +206,8 @@ std::unique_ptr<QStandardItem> DeviceNodeFactory::createRemovedCameraNode(const 
 
 QString DeviceNodeFactory::removedCameraFolderId(const QString& stationId)
 {
-    return stationId.isEmpty() ? kRemovedCamerasFolder : stationId + QLatin1Char('/') + kRemovedCamerasFolder;
+    return stationId.isEmpty() ? QString(DeviceTreeNames::kRemovedCamerasFolder)
+                              : stationId + QLatin1Char('/') + DeviceTreeNames::kRemovedCamerasFolder;
 }
 
 QString DeviceNodeFactory::removedCameraId(const QString& stationId, const QString& camId)

@@ -1,6 +1,7 @@
 #include "DeviceTree.h"
 
 #include "DeviceNodeFactory.h"
+#include "DeviceTreeNames.h"
 #include "InputLimits.h"
 #include "ModuleLimits.h"
 #include "ModuleLog.h"
@@ -361,7 +362,7 @@ QStringList DeviceTree::insertNewCameraNodes(const QVariantList& cameraRecords)
             {QStringLiteral("nodeName"), DeviceNodeFactory::cleanDisplayName(textOf(inserted, "nodeName"))},
             {QStringLiteral("nodeType"), QStringLiteral("Camera")},
             {QStringLiteral("nodeIP"), inserted.value(QStringLiteral("camIP"))},
-            {QStringLiteral("brand"), QStringLiteral("xrqz")},
+            {QStringLiteral("brand"), QString(DeviceTreeNames::kDefaultBrand)},
             {QStringLiteral("user"), QString()},
             {QStringLiteral("diCount"), 0},
             {QStringLiteral("doCount"), 0},

@@ -2,6 +2,7 @@
 
 #include "DeviceNodeFactory.h"
 #include "DeviceTree.h"
+#include "DeviceTreeNames.h"
 #include "PayloadFields.h"
 #include "StandardTopologyModel.h"
 
@@ -129,7 +130,7 @@ QVariantMap TopologyPayloadParser::createCameraInfoMap(const QVariantMap& camera
     record.insert(QStringLiteral("suppAutoTrackingRole"), flagOf(info, "suppAutoTrack"));
     record.insert(QStringLiteral("supportZoomModuleRole"), flagOf(info, "zoomModule"));
     record.insert(QStringLiteral("brandRole"),
-                  info.contains(QStringLiteral("brand")) ? textOf(info, "brand") : QStringLiteral("xrqz"));
+                  info.contains(QStringLiteral("brand")) ? textOf(info, "brand") : QString(DeviceTreeNames::kDefaultBrand));
     record.insert(QStringLiteral("recordingRole"),
                   known && m_deviceTree.data(cameraId, StandardTopologyModel::recordingRole).toBool());
     record.insert(QStringLiteral("supportSeamlessRole"), flagOf(info, "suppSeamless"));
