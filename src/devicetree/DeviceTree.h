@@ -1,6 +1,8 @@
 #pragma once
 
+#include "RowBlocks.h"
 #include "StandardTopologyModel.h"
+#include "TreeWalk.h"
 
 #include <QHash>
 #include <QList>
@@ -177,11 +179,13 @@ private:
     enum class Position { BeforeSubstations, Last };
     // True when the node was inserted, false when the tree held it already
     // (or it would have to go under itself).
+    // A new node waits in `waiting`, so that the new nodes of one parent go in as one block.
     bool placeNode(std::unique_ptr<QStandardItem> node, const QModelIndex& parent, Position position,
-                   const QList<int>& carriedRoles);
+                   const QList<int>& carriedRoles, RowBlocks& waiting);
     void moveNode(const QModelIndex& node, const QPersistentModelIndex& newParent, Position position,
                   const QStandardItem& announced, const QList<int>& carriedRoles);
     int rowFor(const QModelIndex& parent, Position position) const;
+    RowBlocks::RowFor rowForPlacement() const;
     static QStringList newDiDoNameList(const QStringList& names, const QVariantList& changes);
 
     bool isStation(const QModelIndex& index) const;
@@ -197,3 +201,9 @@ private:
     StandardTopologyModel m_model;
     QHash<QString, int> m_roleNumbers;
 };
+
+template <typename Visit>
+void DeviceTree::forEachNodeDepthFirst(const QModelIndex& parent, Visit&& visit) const
+{
+    TreeWalk::forEachIndex(m_model, parent, 0, m_model.rowCount(parent) - 1, visit);
+}
