@@ -41,6 +41,12 @@ inline bool flagOf(const QVariantMap& map, const char* key)
     return map.value(QLatin1String(key)).toBool();
 }
 
+// A map as the servers' payloads hold one, whichever of Qt's two map types it came as.
+inline bool isMap(const QVariant& value)
+{
+    return value.typeId() == QMetaType::QVariantMap || value.typeId() == QMetaType::QVariantHash;
+}
+
 inline bool isRecord(const QVariant& entry)
 {
     return entry.canConvert<QVariantMap>();

@@ -20,6 +20,12 @@ public:
                                                             const QString& parentId);
     static std::unique_ptr<QStandardItem> createCameraNode(const QVariantMap& record, int level,
                                                            const QString& parentId);
+    // From a broadcast's announcement of a station ("stationUID", "relayPath", ...)
+    // or a camera ("nodeUID", "parentStationID", ...), and from a station's
+    // report of an external I/O device ("NodeID", "RelayPath", ...).
+    static std::unique_ptr<QStandardItem> createAnnouncedStation(const QVariantMap& announcement, int level);
+    static std::unique_ptr<QStandardItem> createAnnouncedCamera(const QVariantMap& announcement, int level);
+    static std::unique_ptr<QStandardItem> createExternalDevice(const QVariantMap& device, int level);
     static std::unique_ptr<QStandardItem> createRemovedCameraFolder(const QString& stationId, int stationLevel);
     // From a removed-camera record: "camID", "camName", "cameraType".
     static std::unique_ptr<QStandardItem> createRemovedCameraNode(const QVariantMap& removedCamera,

@@ -1,19 +1,18 @@
 #include "DeviceTree.h"
 
+#include "DeviceFieldTable.h"
 #include "DeviceNodeFactory.h"
+#include "RowBlocks.h"
 #include "InputLimits.h"
 #include "ModuleLimits.h"
 #include "ModuleLog.h"
 #include "PayloadFields.h"
 #include "TreeWalk.h"
 
-#include <QQueue>
-#include <QRegularExpression>
 #include <QSet>
 #include <QStandardItem>
 
 #include <algorithm>
-#include <initializer_list>
 
 namespace {
 
@@ -21,96 +20,6 @@ using PayloadFields::textOf;
 using PayloadFields::isRecord;
 
 using Model = StandardTopologyModel;
-
-enum class Conversion { AsSent, Text, Flag, Number, HexText };
-
-struct Field
-{
-    const char* key;
-    int role;
-    Conversion conversion;
-};
-
-QVariant converted(const QVariant& value, Conversion conversion)
-{
-    switch (conversion) {
-    case Conversion::Text:
-        return PayloadFields::text(value);
-    case Conversion::Flag:
-        return value.toBool();
-    case Conversion::Number:
-        return value.toInt();
-    case Conversion::HexText:
-        return DeviceNodeFactory::decodeHexText(value);
-    case Conversion::AsSent:
-        break;
-    }
-    return value;
-}
-
-// Only the fields that the record carries.
-QMap<int, QVariant> carriedFields(const QVariantMap& record, std::initializer_list<Field> fields)
-{
-    QMap<int, QVariant> values;
-    for (const Field& field : fields) {
-        const auto found = record.constFind(QLatin1String(field.key));
-        if (found != record.constEnd())
-            values.insert(field.role, converted(*found, field.conversion));
-    }
-    return values;
-}
-
-// The empty identifier is the login station's until its own is known; a node
-// made without one would hide it from every look-up.
-bool hasIdentifier(const QVariantMap& record, const char* key)
-{
-    return !textOf(record, key).isEmpty();
-}
-
-// A record key that an insertion announces, with the roles it fills. When the
-// tree already holds the announced node, only the roles of the keys that the
-// record carries are written: a missing key must not wipe what other answers
-// have filled in since.
-struct AnnouncedField
-{
-    const char* key;
-    int role;
-    int secondRole = 0;
-};
-
-const AnnouncedField kCameraInsertFields[] = {
-    {"nodeName", Model::nameRole}, {"camIP", Model::ipRole}, {"camType", Model::camTypeRole},
-    {"camPort", Model::portRole}};
-const AnnouncedField kStationInsertFields[] = {
-    {"nodeName", Model::nameRole},
-    {"stationIP", Model::ipRole},
-    {"useSSL", Model::useSSLRole},
-    {"nasPassword", Model::nasPasswordRole},
-    {"nasDomain", Model::nasDomainRole},
-    {"nasUserName", Model::nasUsernameRole},
-    {"isCMSRedundantServer", Model::isCMSRedundantServerRole},
-    {"user", Model::userRole},
-    {"stationPassword", Model::stationPasswordRole},
-    {"httpPort", Model::httpPortRole},
-    {"isRedundantServer", Model::redundantServerRole},
-    {"p2pSerialNumber", Model::p2pSerialNumberRole},
-    {"skyrCloudDeviceId", Model::skyrCloudDeviceIdRole, Model::isSKYRCloudDeviceRole},
-    {"skyrCloudDeviceConnectType", Model::skyrCloudDeviceConnectTypeRole}};
-const AnnouncedField kRemovedCameraFields[] = {{"camName", Model::nameRole}, {"cameraType", Model::camTypeRole}};
-
-template <std::size_t N>
-QList<int> carriedRoles(const QVariantMap& record, const AnnouncedField (&fields)[N])
-{
-    QList<int> roles;
-    for (const AnnouncedField& field : fields) {
-        if (!record.contains(QLatin1String(field.key)))
-            continue;
-        roles.append(field.role);
-        if (field.secondRole != 0)
-            roles.append(field.secondRole);
-    }
-    return roles;
-}
 
 // The announced values that differ from the node's, so that an unchanged node
 // is not reported as changed.
@@ -187,20 +96,7 @@ void dropForDepth(const QVariantList& records, const char* idKey, bool report)
         InputLimits::partsDropped(dropped);
 }
 
-int channelOf(const QString& nodeId)
-{
-    static const QRegularExpression channelSuffix(QStringLiteral("C_(\\d+)$"));
-    const QRegularExpressionMatch match = channelSuffix.match(nodeId);
-    return match.hasMatch() ? match.captured(1).toInt() : 0;
-}
-
 } // namespace
-
-template <typename Visit>
-void DeviceTree::forEachNodeDepthFirst(const QModelIndex& parent, Visit&& visit) const
-{
-    TreeWalk::forEachIndex(m_model, parent, 0, m_model.rowCount(parent) - 1, visit);
-}
 
 DeviceTree::DeviceTree(QObject* parent)
     : QObject(parent)
@@ -274,6 +170,7 @@ bool DeviceTree::insertNodes(const QString& parentId, const QVariantList& nodeRe
     const QString parentNodeId = parent.data(Model::idRole).toString();
 
     QList<QStandardItem*> nodes;
+    QList<QStandardItem*> elsewhere;
     for (const QVariant& entry : lastOfEachIdentifier(nodeRecords, "nodeUID")) {
         const QVariantMap record = entry.toMap();
         const QModelIndex known = indexOf(textOf(record, "nodeUID"));
@@ -284,12 +181,13 @@ bool DeviceTree::insertNodes(const QString& parentId, const QVariantList& nodeRe
         // already there) comes here: its old row goes first, so that the tree
         // never holds it twice.
         if (known.isValid() && (!replaceChildren || !isAtOrAbove(parent, known)))
-            m_model.removeRow(known.row(), known.parent());
+            elsewhere.append(m_model.itemFromIndex(known));
         nodes.append(DeviceNodeFactory::createNode(record, level, parentNodeId).release());
     }
     // An empty answer must not wipe a station that was already known.
     if (nodes.isEmpty())
         return false;
+    RowBlocks::removeItems(m_model, elsewhere);
 
     QStandardItem* parentItem = m_model.itemFromIndex(parent);
     if (replaceChildren && parentItem->rowCount() > 0)
@@ -300,19 +198,22 @@ bool DeviceTree::insertNodes(const QString& parentId, const QVariantList& nodeRe
 
 QStringList DeviceTree::insertNewStationNodes(const QVariantList& stationRecords)
 {
-    static const char* const kCopiedKeys[] = {
-        "useSSL", "nasPassword", "nasDomain", "nasUserName", "isCMSRedundantServer", "user",
-        "stationPassword", "httpPort", "isRedundantServer", "p2pSerialNumber", "skyrCloudDeviceId",
-        "skyrCloudDeviceConnectType",
-    };
+    const DeviceFieldTable& fields = DeviceFieldTable::announcedStation();
+    RowBlocks waiting(rowForPlacement());
     QStringList added;
     for (const QVariant& entry : stationRecords) {
         if (!isRecord(entry))
             continue;
         const QVariantMap inserted = entry.toMap();
-        if (!hasIdentifier(inserted, "stationUID"))
-            continue;
+        const QString id = textOf(inserted, "stationUID");
         const QString relayPath = textOf(inserted, "relayPath");
+        // The empty identifier is the login station's until its own is known; a
+        // node made without one would hide it from every look-up.
+        if (id.isEmpty())
+            continue;
+        // A station announced below one announced just before needs it in the tree.
+        if (waiting.isWaiting(id) || waiting.isWaiting(relayPath))
+            waiting.flush();
         const QModelIndex parent = indexOf(relayPath);
         if (!parent.isValid()) {
             if (InputLimits::isDroppedNode(relayPath))
@@ -323,60 +224,39 @@ QStringList DeviceTree::insertNewStationNodes(const QVariantList& stationRecords
             dropForDepth({entry}, "stationUID", true);
             continue;
         }
-        QVariantMap record{
-            {QStringLiteral("nodeUID"), inserted.value(QStringLiteral("stationUID"))},
-            {QStringLiteral("nodeName"), DeviceNodeFactory::cleanDisplayName(textOf(inserted, "nodeName"))},
-            {QStringLiteral("nodeType"), QStringLiteral("Station")},
-            {QStringLiteral("nodeIP"), inserted.value(QStringLiteral("stationIP"))},
-        };
-        for (const char* key : kCopiedKeys)
-            record.insert(QLatin1String(key), inserted.value(QLatin1String(key)));
         const int level = parent.data(Model::levelRole).toInt() + 1;
-        if (placeNode(DeviceNodeFactory::createStationNode(record, level, relayPath), parent, Position::Last,
-                      carriedRoles(inserted, kStationInsertFields)))
-            added.append(textOf(inserted, "stationUID"));
+        if (placeNode(DeviceNodeFactory::createAnnouncedStation(inserted, level), parent, Position::Last,
+                      fields.carriedRoles(inserted), waiting))
+            added.append(id);
     }
     return added;
 }
 
 QStringList DeviceTree::insertNewCameraNodes(const QVariantList& cameraRecords)
 {
+    const DeviceFieldTable& fields = DeviceFieldTable::announcedCamera();
+    RowBlocks waiting(rowForPlacement());
     QStringList added;
     for (const QVariant& entry : cameraRecords) {
         if (!isRecord(entry))
             continue;
         const QVariantMap inserted = entry.toMap();
-        if (!hasIdentifier(inserted, "nodeUID"))
+        const QString id = textOf(inserted, "nodeUID");
+        if (id.isEmpty())
             continue;
-        const QString stationId = textOf(inserted, "parentStationID");
-        const QModelIndex parent = indexOf(stationId);
+        if (waiting.isWaiting(id))
+            waiting.flush();
+        const QModelIndex parent = indexOf(textOf(inserted, "parentStationID"));
         if (!parent.isValid())
             continue;
         if (!hasRoomBelow(parent)) {
             InputLimits::partsDropped();
             continue;
         }
-        const QVariantMap record{
-            {QStringLiteral("nodeUID"), inserted.value(QStringLiteral("nodeUID"))},
-            {QStringLiteral("nodeName"), DeviceNodeFactory::cleanDisplayName(textOf(inserted, "nodeName"))},
-            {QStringLiteral("nodeType"), QStringLiteral("Camera")},
-            {QStringLiteral("nodeIP"), inserted.value(QStringLiteral("camIP"))},
-            {QStringLiteral("brand"), QStringLiteral("xrqz")},
-            {QStringLiteral("user"), QString()},
-            {QStringLiteral("diCount"), 0},
-            {QStringLiteral("doCount"), 0},
-            {QStringLiteral("motionCount"), 0},
-            {QStringLiteral("channelID"), 1},
-        };
         const int level = parent.data(Model::levelRole).toInt() + 1;
-        std::unique_ptr<QStandardItem> camera = DeviceNodeFactory::createCameraNode(record, level, stationId);
-        // Set before insertion so that the camera arrives complete, without a
-        // data change right after it.
-        camera->setData(Model::cameraTypeOf(inserted.value(QStringLiteral("camType"))), Model::camTypeRole);
-        camera->setData(textOf(inserted, "camPort"), Model::portRole);
-        if (placeNode(std::move(camera), parent, Position::BeforeSubstations,
-                      carriedRoles(inserted, kCameraInsertFields)))
-            added.append(textOf(inserted, "nodeUID"));
+        if (placeNode(DeviceNodeFactory::createAnnouncedCamera(inserted, level), parent, Position::BeforeSubstations,
+                      fields.carriedRoles(inserted), waiting))
+            added.append(id);
     }
     return added;
 }
@@ -392,6 +272,7 @@ void DeviceTree::insertRemovedCameras(const QString& stationId, const QVariantLi
     // A removed camera listed again is updated where it is; anything else
     // holding its identifier gives way to it.
     QList<QStandardItem*> cameras;
+    QList<QStandardItem*> elsewhere;
     for (const QVariant& entry : lastOfEachIdentifier(removedCameras, "camID")) {
         const QVariantMap record = entry.toMap();
         std::unique_ptr<QStandardItem> camera =
@@ -399,17 +280,18 @@ void DeviceTree::insertRemovedCameras(const QString& stationId, const QVariantLi
         const QModelIndex known = indexOf(camera->data(Model::idRole).toString());
         if (known.isValid() && known.parent() == folder
             && known.data(Model::nodeTypeRole) == camera->data(Model::nodeTypeRole)) {
-            writeRoles(known, changedValues(known, *camera, carriedRoles(record, kRemovedCameraFields)));
+            writeRoles(known, changedValues(known, *camera, DeviceFieldTable::removedCamera().carriedRoles(record)));
             continue;
         }
         if (isAtOrAbove(known, station))
             continue;
         if (known.isValid())
-            m_model.removeRow(known.row(), known.parent());
+            elsewhere.append(m_model.itemFromIndex(known));
         cameras.append(camera.release());
     }
     if (cameras.isEmpty())
         return;
+    RowBlocks::removeItems(m_model, elsewhere);
     // The cameras lie in a folder below the station.
     if (!hasRoomBelow(station, 2)) {
         InputLimits::partsDropped(int(cameras.size()));
@@ -433,26 +315,30 @@ void DeviceTree::insertRemovedCameras(const QString& stationId, const QVariantLi
 // and one insertion of that subtree); when it names a node of another kind,
 // the announced node replaces it. A node cannot be placed under itself.
 bool DeviceTree::placeNode(std::unique_ptr<QStandardItem> node, const QModelIndex& parentIndex, Position position,
-                           const QList<int>& carried)
+                           const QList<int>& carried, RowBlocks& waiting)
 {
     const QPersistentModelIndex parent(parentIndex);
-    const QModelIndex known = indexOf(node->data(Model::idRole).toString());
+    const QString id = node->data(Model::idRole).toString();
+    const QModelIndex known = indexOf(id);
     if (known.isValid()) {
         if (isAtOrAbove(known, parent))
             return false;
+        if (known.data(Model::nodeTypeRole) == node->data(Model::nodeTypeRole) && known.parent() == parent) {
+            writeRoles(known, changedValues(known, *node, carried));
+            return false;
+        }
+        // Rows move below: the nodes waiting go in first, where they were meant to.
+        waiting.flush();
         if (known.data(Model::nodeTypeRole) == node->data(Model::nodeTypeRole)) {
-            if (known.parent() == parent) {
-                writeRoles(known, changedValues(known, *node, carried));
-            } else if (!fitsBelow(known, parent)) {
+            if (!fitsBelow(known, parent))
                 InputLimits::partsDropped();
-            } else {
+            else
                 moveNode(known, parent, position, *node, carried);
-            }
             return false;
         }
         m_model.removeRow(known.row(), known.parent());
     }
-    m_model.itemFromIndex(parent)->insertRow(rowFor(parent, position), node.release());
+    waiting.add(m_model.itemFromIndex(parent), int(position), id, std::move(node));
     return true;
 }
 
@@ -479,6 +365,13 @@ void DeviceTree::moveNode(const QModelIndex& node, const QPersistentModelIndex& 
 int DeviceTree::rowFor(const QModelIndex& parent, Position position) const
 {
     return position == Position::Last ? m_model.rowCount(parent) : firstStationNodeRow(parent);
+}
+
+RowBlocks::RowFor DeviceTree::rowForPlacement() const
+{
+    return [this](QStandardItem* parent, int placement) {
+        return rowFor(m_model.indexFromItem(parent), Position(placement));
+    };
 }
 
 // ------------------------------------------------------------ field access
@@ -537,171 +430,12 @@ void DeviceTree::clear()
     m_model.clear();
 }
 
-// ----------------------------------------------------------------- updates
-
-void DeviceTree::updateCameraInfo(const std::vector<QVariantMap>& cameraInfos)
-{
-    for (const QVariantMap& info : cameraInfos) {
-        writeRoles(indexOfCamera(textOf(info, "idRole")), valuesByRole(info));
-    }
-}
-
-void DeviceTree::updateCameraStatus(const QVariantList& statuses)
-{
-    for (const QVariant& entry : statuses) {
-        if (!isRecord(entry))
-            continue;
-        const QVariantMap status = entry.toMap();
-        writeRoles(indexOfCamera(textOf(status, "camUID")),
-                   {{Model::connectedRole, status.value(QStringLiteral("connected")).toBool()},
-                    {Model::recordingRole, status.value(QStringLiteral("recording")).toBool()},
-                    {Model::isUseEdgeRecordingRole, status.value(QStringLiteral("useEdgeRecording")).toBool()},
-                    {Model::edgeRecordingStreamRole, status.value(QStringLiteral("edgeRecordingStream")).toInt()}});
-    }
-}
-
-void DeviceTree::updateDiDoNames(const std::vector<QVariantMap>& nameChanges)
-{
-    for (const QVariantMap& change : nameChanges) {
-        const QModelIndex node = indexOf(textOf(change, "nodeID"));
-        if (!node.isValid())
-            continue;
-        QMap<int, QVariant> renamed;
-        const std::pair<int, const char*> lists[] = {{Model::diNameListRole, "diChangeList"},
-                                                     {Model::doNameListRole, "doChangeList"}};
-        for (const auto& [role, changeKey] : lists) {
-            const QStringList names = node.data(role).toStringList();
-            const QStringList newNames = newDiDoNameList(names, change.value(QLatin1String(changeKey)).toList());
-            if (newNames != names)
-                renamed.insert(role, newNames);
-        }
-        writeRoles(node, renamed);
-    }
-}
-
-void DeviceTree::updateDisplayName(const QVariantMap& record)
-{
-    setData(textOf(record, "relayPath"), Model::displayNameRole, textOf(record, "DisplayName"));
-}
-
-void DeviceTree::updateStationConnected(const QString& stationId, bool connected)
-{
-    setData(stationId, Model::connectedRole, connected);
-}
-
-void DeviceTree::updateVCAProjection(const QString& cameraId, const QVariant& project)
-{
-    setData(cameraId, Model::vcaProjectRole, project);
-}
-
-void DeviceTree::updateSkyrCloudRelayTimeout(const QStringList& deviceIds, bool timedOut)
-{
-    const QHash<QString, QModelIndex> devices = indexOfSkyrCloudDevice(deviceIds);
-    for (const QString& deviceId : deviceIds) {
-        const QModelIndex device = devices.value(deviceId);
-        if (device.isValid())
-            m_model.setData(device, timedOut, Model::isSKYRCloudRelayTimeoutRole);
-    }
-}
-
-void DeviceTree::updateServerRelayInfo(const QVariantMap& record)
-{
-    setData(textOf(record, "relayPath"), Model::relayEnabledRole, record.value(QStringLiteral("IsEnabled")).toBool());
-}
-
-void DeviceTree::updateServerPort(const QVariantMap& record)
-{
-    const QModelIndex station = indexOf(textOf(record, "stationId"));
-    if (!station.isValid())
-        return;
-    QMap<int, QVariant> ports;
-    for (const QVariant& entry : record.value(QStringLiteral("srvPorts")).toList()) {
-        const QVariantMap port = entry.toMap();
-        const QString name = textOf(port, "Name");
-        if (name == QLatin1String("Web"))
-            ports.insert(Model::httpPortRole, port.value(QStringLiteral("Port")).toInt());
-        else if (name == QLatin1String("Https"))
-            ports.insert(Model::httpsPortRole, port.value(QStringLiteral("Port")).toInt());
-    }
-    writeRoles(station, ports);
-}
-
-void DeviceTree::updateServerMulticastInfo(const QVariantMap& record)
-{
-    writeRoles(indexOf(textOf(record, "stationId")),
-               {{Model::enableMulticastRole, record.value(QStringLiteral("Enable")).toBool()},
-                {Model::multicastIpRole, textOf(record, "Ip")},
-                {Model::multicastPortStartRole, record.value(QStringLiteral("PortStart")).toInt()},
-                {Model::multicastPortEndRole, record.value(QStringLiteral("PortEnd")).toInt()}});
-}
-
-void DeviceTree::updateServerInfo(const QString& stationId, const QVariantMap& serverInfo)
-{
-    using C = Conversion;
-    writeRoles(indexOf(stationId),
-               carriedFields(serverInfo,
-                             {{"isNVREventSearch", Model::nvrEventSearchRole, C::Flag},
-                              {"relayEnabled", Model::relayEnabledRole, C::Flag},
-                              {"hasGPSConnectionEventCap", Model::gpsConnectionEventCapRole, C::Flag},
-                              {"hasGPSSpeedLimitationEventCap", Model::gpsSpeedLimitationEventCapRole, C::Flag},
-                              {"hasGSensorEventCap", Model::gSensorEventCapRole, C::Flag},
-                              {"hasFanStatusEventCap", Model::fanStatusEventCapRole, C::Flag},
-                              {"suppBruteForceAttack", Model::bruteForceAttackCapRole, C::Flag},
-                              {"suppCyberAttack", Model::cyberAttackCapRole, C::Flag},
-                              {"suppQuarantineEvent", Model::quarantineEventCapRole, C::Flag},
-                              {"isQELM2", Model::isQELM2Role, C::Flag},
-                              {"isNVRStation", Model::isNVRStationRole, C::Flag},
-                              {"enableMulticast", Model::enableMulticastRole, C::Flag},
-                              {"multicastIp", Model::multicastIpRole, C::Text},
-                              {"multicastPortStart", Model::multicastPortStartRole, C::Number},
-                              {"multicastPortEnd", Model::multicastPortEndRole, C::Number},
-                              {"isNVRSupportCameraSetting", Model::nvrSupportCameraSettingRole, C::Flag},
-                              {"serverVersion", Model::serverVersionRole, C::Text},
-                              {"stationGUID", Model::stationGuidRole, C::Text},
-                              {"httpPort", Model::httpPortRole, C::Number},
-                              {"httpsPort", Model::httpsPortRole, C::Number}}));
-}
-
-void DeviceTree::updateStationInfo(const QVariantMap& stationInfo)
-{
-    using C = Conversion;
-    writeRoles(indexOf(textOf(stationInfo, "stationUID")),
-               carriedFields(stationInfo,
-                             {{"nasDomain", Model::nasDomainRole, C::Text},
-                              {"nasUserName", Model::nasUsernameRole, C::Text},
-                              {"nasPassword", Model::nasPasswordRole, C::HexText},
-                              {"stationPassword", Model::stationPasswordRole, C::HexText},
-                              {"httpPort", Model::httpPortRole, C::Number},
-                              {"useSSL", Model::useSSLRole, C::Flag},
-                              {"IP", Model::ipRole, C::Text}}));
-}
-
-void DeviceTree::updateStationInfo(const std::vector<QVariantMap>& stationRecords)
-{
-    using C = Conversion;
-    for (const QVariantMap& record : stationRecords) {
-        writeRoles(indexOf(textOf(record, "idRole")),
-                   carriedFields(record,
-                                 {{"modelRole", Model::modelRole, C::AsSent},
-                                  {"displayNameRole", Model::displayNameRole, C::AsSent},
-                                  {"diCountRole", Model::diCountRole, C::AsSent},
-                                  {"diNameListRole", Model::diNameListRole, C::AsSent},
-                                  {"doCountRole", Model::doCountRole, C::AsSent},
-                                  {"doNameListRole", Model::doNameListRole, C::AsSent},
-                                  {"deepSearchVersionRole", Model::deepSearchVersionRole, C::AsSent}}));
-    }
-}
-
-void DeviceTree::updateWifiStatus(const QVariantMap& record)
-{
-    const bool connected = textOf(record, "Status") == QLatin1String("Connected");
-    writeRoles(indexOf(textOf(record, "stationUID")),
-               {{Model::isWifiAvalibleRole, connected},
-                {Model::wifiAddressRole, connected ? textOf(record, "Address") : QString()}});
-}
+// -------------------------------------------------------- external devices
 
 void DeviceTree::updateExternalDevice(const QVariantList& devices)
 {
+    const DeviceFieldTable& fields = DeviceFieldTable::externalDevice();
+    RowBlocks waiting(rowForPlacement());
     for (const QVariant& entry : devices) {
         if (!isRecord(entry))
             continue;
@@ -709,45 +443,23 @@ void DeviceTree::updateExternalDevice(const QVariantList& devices)
         const QString deviceId = textOf(device, "NodeID");
         if (deviceId.isEmpty())
             continue;
-        const QMap<int, QVariant> values{
-            {Model::passwordRole, textOf(device, "Password")},
-            {Model::diNameListRole, PayloadFields::textListOf(device, "DINameList")},
-            {Model::doNameListRole, PayloadFields::textListOf(device, "DONameList")},
-            {Model::modelRole, textOf(device, "ModuleName")},
-            {Model::portRole, textOf(device, "Port")},
-            {Model::connectedRole, true},
-            {Model::camTypeRole, int(Model::CameraExternalDevice)},
-        };
+        if (waiting.isWaiting(deviceId))
+            waiting.flush();
         const QModelIndex known = indexOfCamera(deviceId);
         if (known.isValid()) {
-            writeRoles(known, values);
+            writeRoles(known, fields.updateValues(device));
             continue;
         }
-        const QString stationId = textOf(device, "RelayPath");
-        const QModelIndex station = indexOf(stationId);
+        const QModelIndex station = indexOf(textOf(device, "RelayPath"));
         if (!station.isValid())
             continue;
         if (!hasRoomBelow(station)) {
             InputLimits::partsDropped();
             continue;
         }
-        const QVariantMap record{
-            {QStringLiteral("nodeUID"), deviceId},
-            {QStringLiteral("nodeName"), textOf(device, "RefName")},
-            {QStringLiteral("nodeType"), QStringLiteral("Camera")},
-            {QStringLiteral("nodeIP"), textOf(device, "HostIP")},
-            {QStringLiteral("brand"), textOf(device, "Brand")},
-            {QStringLiteral("user"), textOf(device, "User")},
-            {QStringLiteral("diCount"), device.value(QStringLiteral("DINum"))},
-            {QStringLiteral("doCount"), device.value(QStringLiteral("DONum"))},
-            {QStringLiteral("motionCount"), 0},
-            {QStringLiteral("channelID"), 1},
-        };
         const int level = station.data(Model::levelRole).toInt() + 1;
-        std::unique_ptr<QStandardItem> node = DeviceNodeFactory::createCameraNode(record, level, stationId);
-        for (auto it = values.cbegin(); it != values.cend(); ++it)
-            node->setData(it.value(), it.key());
-        m_model.itemFromIndex(station)->insertRow(firstStationNodeRow(station), node.release());
+        waiting.add(m_model.itemFromIndex(station), int(Position::BeforeSubstations), deviceId,
+                    DeviceNodeFactory::createExternalDevice(device, level));
     }
 }
 
@@ -755,11 +467,12 @@ void DeviceTree::updateExternalDevice(const QVariantList& devices)
 
 void DeviceTree::removeNodes(const QStringList& ids)
 {
+    QList<QStandardItem*> nodes;
     for (const QString& id : ids) {
-        const QModelIndex node = indexOf(id);
-        if (node.isValid())
-            m_model.removeRow(node.row(), node.parent());
+        if (QStandardItem* node = m_model.itemFromIndex(indexOf(id)))
+            nodes.append(node);
     }
+    RowBlocks::removeItems(m_model, nodes);
 }
 
 void DeviceTree::removeExternalDevice(const QString& stationId, const QStringList& deviceIds)
@@ -767,11 +480,13 @@ void DeviceTree::removeExternalDevice(const QString& stationId, const QStringLis
     const QModelIndex station = indexOf(stationId);
     if (!station.isValid())
         return;
+    QList<QStandardItem*> devices;
     for (const QString& deviceId : deviceIds) {
         const QModelIndex device = indexOf(deviceId);
         if (device.isValid() && device.parent() == station && isExternalDevice(device))
-            m_model.removeRow(device.row(), station);
+            devices.append(m_model.itemFromIndex(device));
     }
+    RowBlocks::removeItems(m_model, devices);
 }
 
 void DeviceTree::removeRemovedCameras(const QString& stationId, const QStringList& cameraIds)
@@ -789,253 +504,14 @@ void DeviceTree::removeRemovedCameras(const QString& stationId, const QStringLis
         if (wanted.contains(id))
             rowsById[id].append(row);
     }
-    QList<int> rows;
+    QStandardItem* folderItem = m_model.itemFromIndex(folder);
+    QList<QStandardItem*> cameras;
     for (const QString& id : cameraIds) {
         auto candidates = rowsById.find(id);
         if (candidates != rowsById.end() && !candidates->isEmpty())
-            rows.append(candidates->takeFirst());
+            cameras.append(folderItem->child(candidates->takeFirst()));
     }
-    // From the bottom up, so the rows still to remove keep their numbers; rows
-    // that lie together go in one block.
-    std::sort(rows.begin(), rows.end(), std::greater<int>());
-    for (int i = 0; i < rows.size();) {
-        int first = rows.at(i);
-        int count = 1;
-        while (i + count < rows.size() && rows.at(i + count) == first - 1) {
-            --first;
-            ++count;
-        }
-        m_model.removeRows(first, count, folder);
-        i += count;
-    }
-}
-
-// ----------------------------------------------------------------- queries
-
-QVariantList DeviceTree::getAllStationInfo() const
-{
-    // Stations only hang under stations. Each station's entry can only be made
-    // once its children's entries are, so the walk keeps its open stations on
-    // a stack instead of recursing.
-    struct OpenStation
-    {
-        QModelIndex station;
-        int nextRow = 0;
-        QVariantList children;
-    };
-    std::vector<OpenStation> open{{QModelIndex(), 0, {}}};
-    QVariantList result;
-    while (!open.empty()) {
-        OpenStation& current = open.back();
-        if (current.nextRow < m_model.rowCount(current.station)) {
-            const QModelIndex child = m_model.index(current.nextRow++, 0, current.station);
-            if (isStation(child))
-                open.push_back({child, 0, {}});
-            continue;
-        }
-        OpenStation done = std::move(current);
-        open.pop_back();
-        if (open.empty()) {
-            result = done.children;
-            break;
-        }
-        open.back().children.append(QVariantMap{
-            {QStringLiteral("name"), done.station.data(Model::nameRole)},
-            {QStringLiteral("ip"), done.station.data(Model::ipRole)},
-            {QStringLiteral("relayPath"), done.station.data(Model::nodeIDRole)},
-            {QStringLiteral("type"), done.station.data(Model::modelRole)},
-            {QStringLiteral("children"), done.children},
-        });
-    }
-    return result;
-}
-
-QVariantMap DeviceTree::getAllStationNames() const
-{
-    QVariantMap names;
-    for (const QModelIndex& station : stationsDepthFirst())
-        names.insert(station.data(Model::idRole).toString(), station.data(Model::nameRole));
-    return names;
-}
-
-QStringList DeviceTree::getAllStationRelayPath(bool includeNvr) const
-{
-    QStringList relayPaths;
-    for (const QModelIndex& station : stationsDepthFirst()) {
-        if (includeNvr || !station.data(Model::isNVRStationRole).toBool())
-            relayPaths.append(station.data(Model::nodeIDRole).toString());
-    }
-    return relayPaths;
-}
-
-QStringList DeviceTree::getMacListInBfsOrder() const
-{
-    QStringList macs;
-    QQueue<QModelIndex> pending;
-    pending.enqueue(QModelIndex());
-    while (!pending.isEmpty()) {
-        const QModelIndex parent = pending.dequeue();
-        for (int row = 0; row < m_model.rowCount(parent); ++row) {
-            const QModelIndex node = m_model.index(row, 0, parent);
-            if (isCamera(node)) {
-                const QString mac = node.data(Model::macRole).toString();
-                if (!mac.isEmpty())
-                    macs.append(mac);
-            }
-            if (m_model.hasChildren(node))
-                pending.enqueue(node);
-        }
-    }
-    return macs;
-}
-
-QVariantList DeviceTree::getNvrInfoList(const QString& stationId) const
-{
-    const QModelIndex station = indexOf(stationId);
-    if (!station.isValid())
-        return QVariantList();
-    QVariantList nvrs;
-    forEachNodeDepthFirst(station, [&](const QModelIndex& node) {
-        if (!isStation(node) || !node.data(Model::isNVRStationRole).toBool())
-            return;
-        nvrs.append(QVariantMap{
-            {QStringLiteral("stationName"), node.data(Model::nameRole)},
-            {QStringLiteral("cameraNumber"), int(camerasOf(node).size())},
-            {QStringLiteral("connected"), node.data(Model::connectedRole).toBool()},
-        });
-    });
-    return nvrs;
-}
-
-QVariantMap DeviceTree::getRootStationNameAndCameras() const
-{
-    const QModelIndex root = m_model.index(0, 0);
-    if (!isStation(root))
-        return QVariantMap();
-    QVariantList cameras;
-    for (const QModelIndex& camera : camerasOf(root)) {
-        cameras.append(QVariantMap{
-            {QStringLiteral("name"), camera.data(Model::nameRole)},
-            {QStringLiteral("camTypeRole"), camera.data(Model::camTypeRole)},
-        });
-    }
-    return QVariantMap{
-        {QStringLiteral("stationName"), root.data(Model::nameRole)},
-        {QStringLiteral("nodeID"), root.data(Model::nodeIDRole)},
-        {QStringLiteral("cameraList"), cameras},
-    };
-}
-
-QVariantList DeviceTree::getUpgradeStationList() const
-{
-    QVariantList stations;
-    for (const QModelIndex& station : stationsDepthFirst()) {
-        stations.append(QVariantMap{
-            {QStringLiteral("nodeUID"), station.data(Model::nodeIDRole)},
-            {QStringLiteral("name"), station.data(Model::nameRole)},
-            {QStringLiteral("ip"), station.data(Model::ipRole)},
-            {QStringLiteral("version"), station.data(Model::serverVersionRole)},
-            {QStringLiteral("isRedundant"), station.data(Model::redundantServerRole).toBool()},
-            {QStringLiteral("isTakenover"), station.data(Model::takenOverRole).toBool()},
-            {QStringLiteral("connected"), station.data(Model::connectedRole).toBool()},
-            {QStringLiteral("QELM"),
-             station.data(Model::modelRole).toString().contains(QLatin1String("QELM"), Qt::CaseInsensitive)},
-            {QStringLiteral("isQELM2"), station.data(Model::isQELM2Role).toBool()},
-        });
-    }
-    return stations;
-}
-
-QVariantList DeviceTree::getAllExternalDeviceInfoUnderSubstation(const QString& relayPath) const
-{
-    const QModelIndex station = indexOf(relayPath);
-    if (!station.isValid())
-        return QVariantList();
-    QVariantList devices;
-    for (int row = 0; row < m_model.rowCount(station); ++row) {
-        const QModelIndex device = m_model.index(row, 0, station);
-        if (!isExternalDevice(device))
-            continue;
-        devices.append(QVariantMap{
-            {QStringLiteral("NodeID"), device.data(Model::nodeIDRole)},
-            {QStringLiteral("RefName"), device.data(Model::nameRole)},
-            {QStringLiteral("DINameList"), device.data(Model::diNameListRole)},
-            {QStringLiteral("DONameList"), device.data(Model::doNameListRole)},
-            {QStringLiteral("RelayPath"), relayPath},
-        });
-    }
-    return devices;
-}
-
-bool DeviceTree::hasStationOrCameraInRootStation() const
-{
-    const QModelIndex root = m_model.index(0, 0);
-    if (!root.isValid())
-        return false;
-    for (int row = 0; row < m_model.rowCount(root); ++row) {
-        const int nodeType = m_model.index(row, 0, root).data(Model::nodeTypeRole).toInt();
-        if (nodeType == Model::CameraNode || nodeType == Model::StationNode)
-            return true;
-    }
-    return false;
-}
-
-QVariantMap DeviceTree::getApiMap(const CapabilityTable& capabilities) const
-{
-    QVariantMap result;
-    for (const QModelIndex& station : stationsDepthFirst()) {
-        QVariantList cameras;
-        for (const QModelIndex& camera : camerasOf(station))
-            cameras.append(cameraDescription(camera, capabilities));
-        QVariantMap entry = stationInfoOf(station);
-        entry.insert(QStringLiteral("cameras"), cameras);
-        result.insert(station.data(Model::idRole).toString(), entry);
-    }
-    return result;
-}
-
-QVariantMap DeviceTree::getHMApiMap(const CapabilityTable& capabilities) const
-{
-    QVariantMap result;
-    for (const QModelIndex& station : stationsDepthFirst()) {
-        QVariantMap cameras;
-        for (const QModelIndex& camera : camerasOf(station))
-            cameras.insert(camera.data(Model::idRole).toString(), cameraDescription(camera, capabilities));
-        result.insert(station.data(Model::idRole).toString(), cameras);
-    }
-    return result;
-}
-
-QVariantMap DeviceTree::getTalvixApiMap(const CapabilityTable& capabilities) const
-{
-    QVariantMap result;
-    for (const QModelIndex& station : stationsDepthFirst()) {
-        QVariantMap channels;
-        for (const QModelIndex& camera : camerasOf(station)) {
-            const QVariantMap description = cameraDescription(camera, capabilities);
-            const int channel = description.value(QStringLiteral("channel")).toInt();
-            if (channel > 0)
-                channels.insert(QString::number(channel), description);
-        }
-        result.insert(station.data(Model::idRole).toString(), channels);
-    }
-    return result;
-}
-
-QVariantList DeviceTree::getTalvixApiList(const CapabilityTable& capabilities) const
-{
-    QVariantList result;
-    for (const QModelIndex& station : stationsDepthFirst()) {
-        QVariantList channels;
-        for (const QModelIndex& camera : camerasOf(station))
-            channels.append(cameraDescription(camera, capabilities));
-        result.append(QVariantMap{
-            {QStringLiteral("stationID"), station.data(Model::idRole)},
-            {QStringLiteral("stationName"), station.data(Model::nameRole)},
-            {QStringLiteral("channels"), channels},
-        });
-    }
-    return result;
+    RowBlocks::removeItems(m_model, cameras);
 }
 
 // ----------------------------------------------------------------- helpers
@@ -1048,22 +524,6 @@ QModelIndex DeviceTree::indexOf(const QString& id) const
 QModelIndex DeviceTree::indexOfCamera(const QString& id) const
 {
     return id.isEmpty() ? QModelIndex() : indexOf(id);
-}
-
-QHash<QString, QModelIndex> DeviceTree::indexOfSkyrCloudDevice(const QStringList& deviceIds) const
-{
-    // Cloud devices are not in the identifier index; one walk answers the whole list.
-    QSet<QString> wanted(deviceIds.cbegin(), deviceIds.cend());
-    wanted.remove(QString());
-    QHash<QString, QModelIndex> found;
-    if (wanted.isEmpty())
-        return found;
-    forEachNodeDepthFirst(QModelIndex(), [&](const QModelIndex& node) {
-        const QString deviceId = node.data(Model::skyrCloudDeviceIdRole).toString();
-        if (wanted.contains(deviceId) && !found.contains(deviceId))
-            found.insert(deviceId, node);
-    });
-    return found;
 }
 
 int DeviceTree::roleOf(const QString& roleName) const
@@ -1114,18 +574,6 @@ int DeviceTree::firstStationNodeRow(const QModelIndex& parent) const
     return rows;
 }
 
-QStringList DeviceTree::newDiDoNameList(const QStringList& names, const QVariantList& changes)
-{
-    QStringList renamed = names;
-    for (const QVariant& entry : changes) {
-        const QVariantMap change = entry.toMap();
-        const int port = change.value(QStringLiteral("Idx")).toInt() - 1;
-        if (port >= 0 && port < renamed.size())
-            renamed[port] = textOf(change, "RefName");
-    }
-    return renamed;
-}
-
 bool DeviceTree::isStation(const QModelIndex& index) const
 {
     return index.isValid() && index.data(Model::nodeTypeRole).toInt() == Model::StationNode;
@@ -1142,57 +590,3 @@ bool DeviceTree::isExternalDevice(const QModelIndex& index) const
         && index.data(Model::camTypeRole).toInt() == Model::CameraExternalDevice;
 }
 
-QModelIndexList DeviceTree::stationsDepthFirst() const
-{
-    QModelIndexList stations;
-    forEachNodeDepthFirst(QModelIndex(), [&](const QModelIndex& node) {
-        if (isStation(node))
-            stations.append(node);
-    });
-    return stations;
-}
-
-QModelIndexList DeviceTree::camerasOf(const QModelIndex& station) const
-{
-    QModelIndexList cameras;
-    for (int row = 0; row < m_model.rowCount(station); ++row) {
-        const QModelIndex node = m_model.index(row, 0, station);
-        if (isCamera(node))
-            cameras.append(node);
-    }
-    return cameras;
-}
-
-QVariantMap DeviceTree::stationInfoOf(const QModelIndex& station) const
-{
-    return QVariantMap{
-        {QStringLiteral("stationName"), station.data(Model::nameRole)},
-        {QStringLiteral("ip"), station.data(Model::ipRole)},
-        {QStringLiteral("connected"), station.data(Model::connectedRole).toBool()},
-        {QStringLiteral("isNVR"), station.data(Model::isNVRStationRole).toBool()},
-    };
-}
-
-QVariantMap DeviceTree::cameraDescription(const QModelIndex& camera, const CapabilityTable& capabilities) const
-{
-    const QVariantMap events = camera.data(Model::supportEventsRole).toMap();
-    QVariantMap answers;
-    for (auto it = capabilities.cbegin(); it != capabilities.cend(); ++it) {
-        const int role = roleOf(it.value());
-        answers.insert(it.key(), role != 0 ? camera.data(role).toBool() : events.value(it.value()).toBool());
-    }
-    const QString nodeId = camera.data(Model::nodeIDRole).toString();
-    return QVariantMap{
-        {QStringLiteral("nodeID"), nodeId},
-        {QStringLiteral("name"), camera.data(Model::nameRole)},
-        {QStringLiteral("channel"), channelOf(nodeId)},
-        {QStringLiteral("ip"), camera.data(Model::ipRole)},
-        {QStringLiteral("port"), camera.data(Model::portRole)},
-        {QStringLiteral("brand"), camera.data(Model::brandRole)},
-        {QStringLiteral("model"), camera.data(Model::modelRole)},
-        {QStringLiteral("camType"), camera.data(Model::camTypeRole)},
-        {QStringLiteral("connected"), camera.data(Model::connectedRole).toBool()},
-        {QStringLiteral("recording"), camera.data(Model::recordingRole).toBool()},
-        {QStringLiteral("capabilities"), answers},
-    };
-}

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "RowBlocks.h"
 #include "StandardTopologyModel.h"
+#include "TreeWalk.h"
 
 #include <QHash>
 #include <QList>
@@ -18,59 +20,6 @@
 // never hold items. Every change reaches views through the model's ordinary
 // notifications; a node that is not found is silently left alone, except for the
 // parent of insertNewNodes, whose absence is logged.
-//
-// Choices made where the behaviour was open:
-// - One node per identifier, so that the identifier index finds every node.
-//   An insertion of an identifier the tree already holds (an announcement
-//   repeated, a second login station answer) writes the fields its record
-//   carries onto that node and keeps the rest: status, camera information and
-//   the nodes below it. When the announcement names another parent, the node
-//   moves there with its subtree (one removal and one insertion for views), as
-//   the latest announcement tells where it is now; when it names a node of
-//   another kind, the new node replaces the old one. A topology answer
-//   (insertNewNodes) replaces all of the parent's children and its later parts
-//   (appendNewNodes) add to them; a node either names that sits elsewhere (for
-//   a later part, also among the children already there) is removed from there
-//   first; of two records with one identifier in one list the later one
-//   counts, and a record naming the parent or a station above it is skipped. The login station is
-//   the first top-level station, whatever its identifier has become. An
-//   identifier written through setData or setDataMap that another node holds
-//   is not taken.
-// - camTypeRole holds a plain int wherever it is written from
-//   (StandardTopologyModel::cameraTypeOf).
-// - The empty identifier belongs to the login station alone. Records that would
-//   make a node without an identifier (no "nodeUID", "stationUID" or "camID")
-//   are skipped by the insertions, and camera-oriented updates (updateCameraInfo,
-//   updateCameraStatus, updateExternalDevice) skip records with an empty
-//   identifier. List entries that are not maps are skipped wherever records are
-//   expected; insertNewNodes keeps the old children when no record is usable.
-// - updateServerInfo and both updateStationInfo overloads write only the fields
-//   their record carries, since those records come from several answers and
-//   events; every other update writes all its roles, reading a missing key as
-//   an empty value. Several roles of one node are always written in one change.
-// - updateStationInfo decodes the hex passwords as station creation does.
-// - updateDiDoNames applies change entries {"Idx": 1-based port, "RefName"} to
-//   the stored lists; an index outside the list is ignored, and a list that
-//   ends unchanged is not written.
-// - updateSkyrCloudRelayTimeout never matches the empty device identifier,
-//   which every station without a cloud device carries.
-// - updateExternalDevice creates a device it does not know yet under its
-//   station (found by "RelayPath"), placed like a camera; a known one is
-//   updated in one change. Either way the device is marked connected and typed
-//   as CameraExternalDevice; its port is kept as text, like a new camera's.
-// - removeExternalDevice removes only nodes that are external devices and
-//   children of the named station.
-// - "Cameras" in the queries below are the camera nodes (nodeTypeRole
-//   CameraNode) that are not external devices.
-// - getMacListInBfsOrder leaves out cameras without a MAC address.
-// - getNvrInfoList lists the NVR stations anywhere below the given station (not
-//   the station itself), depth-first; "cameraNumber" counts the cameras
-//   directly under each NVR, i.e. its channels.
-// - getAllExternalDeviceInfoUnderSubstation lists the devices directly under
-//   the station; "RelayPath" is the station's identifier.
-// - getUpgradeStationList: "isTakenover" is the node's takenOverRole (false
-//   unless set), "QELM" is true when the server model name (modelRole)
-//   contains "QELM", ignoring case.
 //
 // Layouts of the camera descriptions for other plug-ins. A capability table maps
 // the consumer's capability name to the field that answers it: a published role
@@ -100,11 +49,24 @@ public:
 
     StandardTopologyModel* getModel();
 
-    // Building. The insertions that announce single nodes tell which
+    // Building. The tree holds one node per identifier, so that the identifier
+    // index finds every node; the empty identifier is the login station's alone,
+    // and records without one ("nodeUID", "stationUID", "camID") or that are no
+    // map are skipped. The insertions that announce single nodes tell which
     // identifiers they added; a node the tree held already is not among them.
+    // An announced node the tree holds already keeps its state and subtree and
+    // takes only the fields its record carries; announced under another parent it
+    // moves there whole (one removal and one insertion for views), and a node of
+    // another kind under its identifier is replaced. The new nodes of one parent
+    // go in as one block. A node is never placed under itself.
+    //
+    // The login station is the first top-level station, whatever its identifier
+    // has become.
     bool insertLoginStation(const QString& name, const QString& ip);
     // Replaces the parent's children with the records' nodes; false, changing
-    // nothing, when no record makes a node.
+    // nothing, when no record makes a node. A node listed that sits elsewhere is
+    // taken from there; of two records with one identifier the later counts; a
+    // record naming the parent or a station above it is skipped.
     bool insertNewNodes(const QString& parentId, const QVariantList& nodeRecords);
     // Adds the records' nodes after the parent's children, as the later parts
     // of a node list that arrives in parts do.
@@ -118,19 +80,30 @@ public:
     QVariant data(const QString& id, int role) const;
     QVariant data(const QString& id, const QString& roleName) const;
     QVariantMap getAllValues(const QString& roleName) const;
+    // camTypeRole is always stored as a plain int (StandardTopologyModel::cameraTypeOf);
+    // an identifier that another node holds is not taken. Several roles of one
+    // node are written in one change.
     void setData(const QString& id, int role, const QVariant& value);
     void setDataMap(const QString& id, const QVariantMap& valuesByRoleName);
     void setDataList(const QString& id, const RoleValueList& valuesByRoleName);
     void updateNodeName(const QString& id, const QString& name);
     void clear();
 
-    // Updates from answers and broadcasts
+    // Updates from answers and broadcasts. Camera updates skip records with an
+    // empty identifier. updateServerInfo and both updateStationInfo overloads
+    // write only the fields their record carries, as those records come from
+    // several answers and events; the others write all their roles, a missing
+    // key reading as an empty value.
     void updateCameraInfo(const std::vector<QVariantMap>& cameraInfos);
     void updateCameraStatus(const QVariantList& statuses);
+    // Change entries {"Idx": 1-based port, "RefName"}; an index outside the list
+    // is ignored, and a list that ends unchanged is not written.
     void updateDiDoNames(const std::vector<QVariantMap>& nameChanges);
     void updateDisplayName(const QVariantMap& record);
     void updateStationConnected(const QString& stationId, bool connected);
     void updateVCAProjection(const QString& cameraId, const QVariant& project);
+    // Never matches the empty device identifier, which every station without a
+    // cloud device carries.
     void updateSkyrCloudRelayTimeout(const QStringList& deviceIds, bool timedOut);
     void updateServerRelayInfo(const QVariantMap& record);
     void updateServerPort(const QVariantMap& record);
@@ -139,21 +112,32 @@ public:
     void updateStationInfo(const QVariantMap& stationInfo);
     void updateStationInfo(const std::vector<QVariantMap>& stationRecords);
     void updateWifiStatus(const QVariantMap& record);
+    // A device not known yet is made under its station ("RelayPath"), placed
+    // like a camera; a known one changes in one notification. Either way it is
+    // connected, typed CameraExternalDevice, and its port is kept as text.
     void updateExternalDevice(const QVariantList& devices);
 
     // Removal
     void removeNodes(const QStringList& ids);
+    // Removal goes in one block per run of adjacent rows. removeExternalDevice
+    // removes only external devices that are children of the station.
     void removeExternalDevice(const QString& stationId, const QStringList& deviceIds);
     void removeRemovedCameras(const QString& stationId, const QStringList& cameraIds);
 
-    // Queries
+    // Queries. "Cameras" are the camera nodes that are not external devices.
     QVariantList getAllStationInfo() const;
     QVariantMap getAllStationNames() const;
     QStringList getAllStationRelayPath(bool includeNvr) const;
+    // Cameras without a MAC address are left out.
     QStringList getMacListInBfsOrder() const;
+    // The NVR stations anywhere below the station (not itself), depth-first;
+    // "cameraNumber" counts the cameras directly under each NVR, its channels.
     QVariantList getNvrInfoList(const QString& stationId) const;
     QVariantMap getRootStationNameAndCameras() const;
+    // "isTakenover" is takenOverRole (false unless set); "QELM" is true when the
+    // server model name contains "QELM", ignoring case.
     QVariantList getUpgradeStationList() const;
+    // The devices directly under the station; "RelayPath" is its identifier.
     QVariantList getAllExternalDeviceInfoUnderSubstation(const QString& relayPath) const;
     bool hasStationOrCameraInRootStation() const;
     QVariantMap getApiMap(const CapabilityTable& capabilities) const;
@@ -177,11 +161,13 @@ private:
     enum class Position { BeforeSubstations, Last };
     // True when the node was inserted, false when the tree held it already
     // (or it would have to go under itself).
+    // A new node waits in `waiting`, so that the new nodes of one parent go in as one block.
     bool placeNode(std::unique_ptr<QStandardItem> node, const QModelIndex& parent, Position position,
-                   const QList<int>& carriedRoles);
+                   const QList<int>& carriedRoles, RowBlocks& waiting);
     void moveNode(const QModelIndex& node, const QPersistentModelIndex& newParent, Position position,
                   const QStandardItem& announced, const QList<int>& carriedRoles);
     int rowFor(const QModelIndex& parent, Position position) const;
+    RowBlocks::RowFor rowForPlacement() const;
     static QStringList newDiDoNameList(const QStringList& names, const QVariantList& changes);
 
     bool isStation(const QModelIndex& index) const;
@@ -197,3 +183,9 @@ private:
     StandardTopologyModel m_model;
     QHash<QString, int> m_roleNumbers;
 };
+
+template <typename Visit>
+void DeviceTree::forEachNodeDepthFirst(const QModelIndex& parent, Visit&& visit) const
+{
+    TreeWalk::forEachIndex(m_model, parent, 0, m_model.rowCount(parent) - 1, visit);
+}

@@ -2,155 +2,13 @@
 
 #include "TreeWalk.h"
 
+#include <QMetaEnum>
 #include <QSet>
 #include <QStandardItem>
 
 #include <iterator>
 
 namespace {
-
-struct RoleName
-{
-    int role;
-    const char* name;
-};
-
-constexpr RoleName kRoleNames[] = {
-        {StandardTopologyModel::idRole, "idRole"},
-        {StandardTopologyModel::dataRole, "dataRole"},
-        {StandardTopologyModel::nameRole, "nameRole"},
-        {StandardTopologyModel::nodeIDRole, "nodeIDRole"},
-        {StandardTopologyModel::levelRole, "levelRole"},
-        {StandardTopologyModel::nodeTypeRole, "nodeTypeRole"},
-        {StandardTopologyModel::ipRole, "ipRole"},
-        {StandardTopologyModel::hiddenInLiveRole, "hiddenInLiveRole"},
-        {StandardTopologyModel::processingStatusRole, "processingStatusRole"},
-        {StandardTopologyModel::selectionRole, "selectionRole"},
-        {StandardTopologyModel::parentStationIDRole, "parentStationIDRole"},
-        {StandardTopologyModel::modelRole, "modelRole"},
-        {StandardTopologyModel::standardItemTypeRole, "standardItemTypeRole"},
-        {StandardTopologyModel::bruteForceAttackCapRole, "bruteForceAttackCapRole"},
-        {StandardTopologyModel::cyberAttackCapRole, "cyberAttackCapRole"},
-        {StandardTopologyModel::quarantineEventCapRole, "quarantineEventCapRole"},
-        {StandardTopologyModel::useSSLRole, "useSSLRole"},
-        {StandardTopologyModel::httpPortRole, "httpPortRole"},
-        {StandardTopologyModel::httpsPortRole, "httpsPortRole"},
-        {StandardTopologyModel::relayEnabledRole, "relayEnabledRole"},
-        {StandardTopologyModel::nvrEventSearchRole, "nvrEventSearchRole"},
-        {StandardTopologyModel::isNVRStationRole, "isNVRStationRole"},
-        {StandardTopologyModel::gpsConnectionEventCapRole, "gpsConnectionEventCapRole"},
-        {StandardTopologyModel::gpsSpeedLimitationEventCapRole, "gpsSpeedLimitationEventCapRole"},
-        {StandardTopologyModel::gSensorEventCapRole, "gSensorEventCapRole"},
-        {StandardTopologyModel::fanStatusEventCapRole, "fanStatusEventCapRole"},
-        {StandardTopologyModel::isQELM2Role, "isQELM2Role"},
-        {StandardTopologyModel::connectedRole, "connectedRole"},
-        {StandardTopologyModel::redundantServerRole, "redundantServerRole"},
-        {StandardTopologyModel::nasDomainRole, "nasDomainRole"},
-        {StandardTopologyModel::nasUsernameRole, "nasUsernameRole"},
-        {StandardTopologyModel::nasPasswordRole, "nasPasswordRole"},
-        {StandardTopologyModel::isCMSRedundantServerRole, "isCMSRedundantServerRole"},
-        {StandardTopologyModel::stationPasswordRole, "stationPasswordRole"},
-        {StandardTopologyModel::p2pSerialNumberRole, "p2pSerialNumberRole"},
-        {StandardTopologyModel::skyrCloudDeviceIdRole, "skyrCloudDeviceIdRole"},
-        {StandardTopologyModel::isSKYRCloudDeviceRole, "isSKYRCloudDeviceRole"},
-        {StandardTopologyModel::skyrCloudDeviceConnectTypeRole, "skyrCloudDeviceConnectTypeRole"},
-        {StandardTopologyModel::isSKYRCloudRelayTimeoutRole, "isSKYRCloudRelayTimeoutRole"},
-        {StandardTopologyModel::isWifiAvalibleRole, "isWifiAvalibleRole"},
-        {StandardTopologyModel::wifiAddressRole, "wifiAddressRole"},
-        {StandardTopologyModel::multicastIpRole, "multicastIpRole"},
-        {StandardTopologyModel::multicastPortStartRole, "multicastPortStartRole"},
-        {StandardTopologyModel::multicastPortEndRole, "multicastPortEndRole"},
-        {StandardTopologyModel::camTypeRole, "camTypeRole"},
-        {StandardTopologyModel::isVCARole, "isVCARole"},
-        {StandardTopologyModel::recordingRole, "recordingRole"},
-        {StandardTopologyModel::supportZoomModuleRole, "supportZoomModuleRole"},
-        {StandardTopologyModel::portRole, "portRole"},
-        {StandardTopologyModel::brandRole, "brandRole"},
-        {StandardTopologyModel::userRole, "userRole"},
-        {StandardTopologyModel::supportEventsRole, "supportEventsRole"},
-        {StandardTopologyModel::doCountRole, "doCountRole"},
-        {StandardTopologyModel::diCountRole, "diCountRole"},
-        {StandardTopologyModel::motionCountRole, "motionCountRole"},
-        {StandardTopologyModel::channelRole, "channelRole"},
-        {StandardTopologyModel::channelNumRole, "channelNumRole"},
-        {StandardTopologyModel::supportDeepSearchRole, "supportDeepSearchRole"},
-        {StandardTopologyModel::camIDRole, "camIDRole"},
-        {StandardTopologyModel::passwordRole, "passwordRole"},
-        {StandardTopologyModel::camModelRole, "camModelRole"},
-        {StandardTopologyModel::supportEdgeRecRole, "supportEdgeRecRole"},
-        {StandardTopologyModel::ruleInfoListRole, "ruleInfoListRole"},
-        {StandardTopologyModel::suppMechPtzRole, "suppMechPtzRole"},
-        {StandardTopologyModel::suppPanRole, "suppPanRole"},
-        {StandardTopologyModel::suppTiltRole, "suppTiltRole"},
-        {StandardTopologyModel::suppZoomRole, "suppZoomRole"},
-        {StandardTopologyModel::suppFocusRole, "suppFocusRole"},
-        {StandardTopologyModel::suppIrisRole, "suppIrisRole"},
-        {StandardTopologyModel::suppJoystickRole, "suppJoystickRole"},
-        {StandardTopologyModel::suppAutoTrackingRole, "suppAutoTrackingRole"},
-        {StandardTopologyModel::supportTalkRole, "supportTalkRole"},
-        {StandardTopologyModel::supportSeamlessRole, "supportSeamlessRole"},
-        {StandardTopologyModel::sdCardReadyRole, "sdCardReadyRole"},
-        {StandardTopologyModel::streamNumberRole, "streamNumberRole"},
-        {StandardTopologyModel::supportTimeShiftRole, "supportTimeShiftRole"},
-        {StandardTopologyModel::resolutionListRole, "resolutionListRole"},
-        {StandardTopologyModel::urlRole, "urlRole"},
-        {StandardTopologyModel::suppSmartMotionRole, "suppSmartMotionRole"},
-        {StandardTopologyModel::supportVehicleDetectionRole, "supportVehicleDetectionRole"},
-        {StandardTopologyModel::suppSmartTrackingRole, "suppSmartTrackingRole"},
-        {StandardTopologyModel::focusSpeedRole, "focusSpeedRole"},
-        {StandardTopologyModel::supPPTZRole, "supPPTZRole"},
-        {StandardTopologyModel::isPPTZEnabledRole, "isPPTZEnabledRole"},
-        {StandardTopologyModel::supportWasherRole, "supportWasherRole"},
-        {StandardTopologyModel::supportObjectMetadataRole, "supportObjectMetadataRole"},
-        {StandardTopologyModel::vcaVersionRole, "vcaVersionRole"},
-        {StandardTopologyModel::vcaProjectRole, "vcaProjectRole"},
-        {StandardTopologyModel::supportSmartVCARole, "supportSmartVCARole"},
-        {StandardTopologyModel::authWebsocketRole, "authWebsocketRole"},
-        {StandardTopologyModel::supportZoneDetectionRole, "supportZoneDetectionRole"},
-        {StandardTopologyModel::supportSmartSDRole, "supportSmartSDRole"},
-        {StandardTopologyModel::supportAudioDetectionRole, "supportAudioDetectionRole"},
-        {StandardTopologyModel::supportShockDetectionRole, "supportShockDetectionRole"},
-        {StandardTopologyModel::vcaStatusRole, "vcaStatusRole"},
-        {StandardTopologyModel::enableMulticastRole, "enableMulticastRole"},
-        {StandardTopologyModel::useServerTimeRole, "useServerTimeRole"},
-        {StandardTopologyModel::macRole, "macRole"},
-        {StandardTopologyModel::protocolRole, "protocolRole"},
-        {StandardTopologyModel::usernameRole, "usernameRole"},
-        {StandardTopologyModel::runningDetectionRole, "runningDetectionRole"},
-        {StandardTopologyModel::parkingViolationDetectionRole, "parkingViolationDetectionRole"},
-        {StandardTopologyModel::restrictedZoneDetectionRole, "restrictedZoneDetectionRole"},
-        {StandardTopologyModel::suppVCARole, "suppVCARole"},
-        {StandardTopologyModel::ptSpeedLevelRole, "ptSpeedLevelRole"},
-        {StandardTopologyModel::zoomSpeedLevelRole, "zoomSpeedLevelRole"},
-        {StandardTopologyModel::suppRemoteFocusRole, "suppRemoteFocusRole"},
-        {StandardTopologyModel::takenOverRole, "takenOverRole"},
-        {StandardTopologyModel::takenOverIdRole, "takenOverIdRole"},
-        {StandardTopologyModel::diNameListRole, "diNameListRole"},
-        {StandardTopologyModel::doNameListRole, "doNameListRole"},
-        {StandardTopologyModel::enableDeepSearchAttributeRole, "enableDeepSearchAttributeRole"},
-        {StandardTopologyModel::reidRole, "reidRole"},
-        {StandardTopologyModel::useMACBindingRole, "useMACBindingRole"},
-        {StandardTopologyModel::nvrSupportCameraSettingRole, "nvrSupportCameraSettingRole"},
-        {StandardTopologyModel::supportDeepSearchProtectRole, "supportDeepSearchProtectRole"},
-        {StandardTopologyModel::deepSearchVersionRole, "deepSearchVersionRole"},
-        {StandardTopologyModel::supportSAFRRole, "supportSAFRRole"},
-        {StandardTopologyModel::supportLPRRole, "supportLPRRole"},
-        {StandardTopologyModel::supportNeuralLabLPRRole, "supportNeuralLabLPRRole"},
-        {StandardTopologyModel::supportVaxtorLPRRole, "supportVaxtorLPRRole"},
-        {StandardTopologyModel::serverVersionRole, "serverVersionRole"},
-        {StandardTopologyModel::displayNameRole, "displayNameRole"},
-        {StandardTopologyModel::stationGuidRole, "stationGuidRole"},
-        {StandardTopologyModel::isUseEdgeRecordingRole, "isUseEdgeRecordingRole"},
-        {StandardTopologyModel::edgeRecordingStreamRole, "edgeRecordingStreamRole"},
-        {StandardTopologyModel::supportEdgeRecordingRole, "supportEdgeRecordingRole"},
-        {StandardTopologyModel::supportEdgeRecordingSettingsRole, "supportEdgeRecordingSettingsRole"},
-        {StandardTopologyModel::firmwareVersionRole, "firmwareVersionRole"},
-        {StandardTopologyModel::fisheyeCapRole, "fisheyeCapRole"},
-        {StandardTopologyModel::vcaCapabilityRole, "vcaCapabilityRole"},
-        {StandardTopologyModel::vcaGitVersionRole, "vcaGitVersionRole"},
-        {StandardTopologyModel::profileNumberRole, "profileNumberRole"},
-        {StandardTopologyModel::hasEdgeRecordingFileRole, "hasEdgeRecordingFileRole"},
-};
 
 // The fields a declarative view reads through dataRole, station and camera fields
 // alike. Roles left out (lists, rules, edge recording, take-over state) are read
@@ -266,7 +124,6 @@ constexpr int kWholeNodeRoles[] = {
         StandardTopologyModel::fisheyeCapRole,
 };
 
-static_assert(std::size(kRoleNames) == 134, "every device role is published");
 static_assert(std::size(kWholeNodeRoles) == 108, "the whole-node map has 108 fields");
 
 // The model word of each camera type, by number; external devices (10) have none.
@@ -275,13 +132,16 @@ constexpr const char* kCameraModelWords[] = {
         "", "MultiAngle"};
 static_assert(std::size(kCameraModelWords) == StandardTopologyModel::MultiAngleCamera + 1, "one word per camera type");
 
+// Every published role is named exactly as its enumerator, so the names come
+// from the enumeration itself and cannot drift from the numbers.
 const QHash<QByteArray, int>& roleNumbersByName()
 {
     static const QHash<QByteArray, int> numbers = [] {
+        const QHash<int, QByteArray> names = StandardTopologyModel::getRoleNames();
         QHash<QByteArray, int> result;
-        result.reserve(int(std::size(kRoleNames)));
-        for (const RoleName& entry : kRoleNames)
-            result.insert(QByteArray(entry.name), entry.role);
+        result.reserve(names.size());
+        for (auto it = names.cbegin(); it != names.cend(); ++it)
+            result.insert(it.value(), it.key());
         return result;
     }();
     return numbers;
@@ -322,10 +182,11 @@ StandardTopologyModel::StandardTopologyModel(QObject* parent)
 QHash<int, QByteArray> StandardTopologyModel::getRoleNames()
 {
     static const QHash<int, QByteArray> names = [] {
+        const QMetaEnum roles = QMetaEnum::fromType<Roles>();
         QHash<int, QByteArray> result;
-        result.reserve(int(std::size(kRoleNames)));
-        for (const RoleName& entry : kRoleNames)
-            result.insert(entry.role, QByteArray(entry.name));
+        result.reserve(roles.keyCount());
+        for (int i = 0; i < roles.keyCount(); ++i)
+            result.insert(roles.value(i), QByteArray(roles.key(i)));
         return result;
     }();
     return names;

@@ -10,11 +10,7 @@ using Model = StandardTopologyModel;
 
 namespace {
 
-bool isMap(const QVariant& value)
-{
-    const int type = value.typeId();
-    return type == QMetaType::QVariantMap || type == QMetaType::QVariantHash;
-}
+using PayloadFields::isMap;
 
 bool isInteger(const QVariant& value)
 {

@@ -23,11 +23,7 @@ const QString kIpField = QStringLiteral("ipRole");
 const QString kTakenOverField = QStringLiteral("takenOverRole");
 const QString kTakenOverIdField = QStringLiteral("takenOverIdRole");
 
-bool isMap(const QVariant& value)
-{
-    const int type = value.typeId();
-    return type == QMetaType::QVariantMap || type == QMetaType::QVariantHash;
-}
+using PayloadFields::isMap;
 
 QString lastSegment(const QString& id)
 {

@@ -7,6 +7,8 @@
 #include "ModuleLog.h"
 #include "TreeWalk.h"
 #include "PayloadFields.h"
+#include "DeviceTreeNames.h"
+#include "LocalDatabaseKeys.h"
 
 #include <QSet>
 #include <QStandardItem>
@@ -32,7 +34,7 @@ const QString kIoDeviceFolderName = QStringLiteral("I/O Device");
 const QString kStandaloneRootId = QStringLiteral("nodeIDForDefaultRoot");
 const QString kStandaloneRootName = QStringLiteral("Default Root");
 const QString kStandaloneRootCameraId = QStringLiteral("nodeUIDForDefaultRoot");
-const QString kLocalDbMetaInfoKey = QStringLiteral("LocObjectMetaInfo");
+const QString kLocalDbMetaInfoKey = LocalDatabaseKeys::kMetaInfo;
 
 int numberOf(const QVariantMap& record, const char* key, int fallback)
 {
@@ -205,7 +207,7 @@ QList<QStandardItem*> buildDiDoChildren(const QString& ownerId, const QStringLis
 
 } // namespace
 
-const QString LogicalTree::kRemovedCamerasFolderId = QStringLiteral("_REMOVED_CAMERAS_");
+const QString LogicalTree::kRemovedCamerasFolderId = DeviceTreeNames::kRemovedCamerasFolder;
 const QString LogicalTree::kLocalDbFolderId = QStringLiteral("_LOCAL_DB_");
 const QString LogicalTree::kIoDeviceFolderId = QStringLiteral("_IO_BOX_FID_");
 

@@ -1,6 +1,7 @@
 #include "LogicalTreeOrder.h"
 
 #include "LogicalTreeModel.h"
+#include "DeviceTreeNames.h"
 
 namespace {
 
@@ -18,7 +19,7 @@ int logicalTypeOf(const QModelIndex& index)
 bool isBeforeSibling(const QModelIndex& left, const QModelIndex& right, int type)
 {
     static const QString specialFolders[] = {QStringLiteral("_SKYRCloud_"), QStringLiteral("_LOCAL_DB_"),
-                                             QStringLiteral("_REMOVED_CAMERAS_")};
+                                             QString(DeviceTreeNames::kRemovedCamerasFolder)};
     const QString leftNodeId = left.data(Logical::nodeIDRole).toString();
     const QString rightNodeId = right.data(Logical::nodeIDRole).toString();
     for (const QString& folder : specialFolders) {

@@ -2,6 +2,7 @@
 
 #include "LogicalTreeModel.h"
 #include "LogicalTreeOrder.h"
+#include "DeviceTreeNames.h"
 
 namespace {
 
@@ -17,7 +18,7 @@ LogicalTreeFolderModel::LogicalTreeFolderModel(QObject* parent)
 
 bool LogicalTreeFolderModel::filterAcceptsRow(int sourceRow, const QModelIndex& sourceParent) const
 {
-    static const QString specialFolderIds[] = {QStringLiteral("_REMOVED_CAMERAS_"), QStringLiteral("_LOCAL_DB_"),
+    static const QString specialFolderIds[] = {QString(DeviceTreeNames::kRemovedCamerasFolder), QStringLiteral("_LOCAL_DB_"),
                                                QStringLiteral("_IO_BOX_FID_")};
     const QModelIndex node = sourceModel()->index(sourceRow, 0, sourceParent);
     if (logicalTypeOf(node) != Logical::Folder)

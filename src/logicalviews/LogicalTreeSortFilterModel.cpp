@@ -2,6 +2,7 @@
 
 #include "LogicalTreeModel.h"
 #include "LogicalTreeOrder.h"
+#include "DeviceTreeNames.h"
 
 #include <algorithm>
 #include <utility>
@@ -10,7 +11,7 @@ namespace {
 
 using Logical = LogicalTreeModel;
 
-const QString kRemovedCamerasFolderId = QStringLiteral("_REMOVED_CAMERAS_");
+const QString kRemovedCamerasFolderId = DeviceTreeNames::kRemovedCamerasFolder;
 const QString kLocalDbFolderId = QStringLiteral("_LOCAL_DB_");
 const QString kIoDeviceFolderId = QStringLiteral("_IO_BOX_FID_");
 const QString kOnvifBrand = QStringLiteral("ONVI");

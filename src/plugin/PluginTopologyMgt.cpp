@@ -19,6 +19,7 @@
 #include "WebPageTreeFilterSortModel.h"
 #include "WebPageTreeModelController.h"
 #include "StandardTopologyModel.h"
+#include "LocalDatabaseKeys.h"
 
 #include <new>
 
@@ -1044,7 +1045,7 @@ namespace {
 // Location records of local databases are marked apart from the stations' (0)
 // and the elsewhere-recorded ones (1), so that they can be dropped together.
 constexpr int kLocalDatabaseLocation = 2;
-const QString kLocalDbMetaInfoKey = QStringLiteral("LocObjectMetaInfo");
+const QString kLocalDbMetaInfoKey = LocalDatabaseKeys::kMetaInfo;
 }
 
 void PluginTopologyMgt::saveToLocationInfoMap(const QVariantMap& cameras)

@@ -1,6 +1,7 @@
 #include "StandalonePlayerPlaylist.h"
 
 #include "PayloadFields.h"
+#include "LocalDatabaseKeys.h"
 
 #include <QStandardItem>
 #include <QStandardItemModel>
@@ -8,12 +9,9 @@
 
 namespace {
 const QString kLocalDbId = QStringLiteral("_LOCAL_DB_");
-const QString kMetaInfoKey = QStringLiteral("LocObjectMetaInfo");
+const QString kMetaInfoKey = LocalDatabaseKeys::kMetaInfo;
 
-bool isMap(const QVariant& value)
-{
-    return value.typeId() == QMetaType::QVariantMap || value.typeId() == QMetaType::QVariantHash;
-}
+using PayloadFields::isMap;
 
 QStandardItem* createItem(const QString& id, int type, const QString& name, const QString& cameraNodeId)
 {

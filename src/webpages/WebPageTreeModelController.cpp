@@ -12,10 +12,7 @@ const QString kPageNameKey = QStringLiteral("pageName");
 const QString kUrlKey = QStringLiteral("url");
 const QString kIconTypeKey = QStringLiteral("iconType");
 
-bool isMap(const QVariant& value)
-{
-    return value.typeId() == QMetaType::QVariantMap || value.typeId() == QMetaType::QVariantHash;
-}
+using PayloadFields::isMap;
 } // namespace
 
 WebPageTreeModelController::WebPageTreeModelController()

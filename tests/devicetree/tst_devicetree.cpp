@@ -214,6 +214,16 @@ void TestDeviceTree::insertNewNodesReplacesChildren()
              QList<QByteArray>{"DeviceTree::insertNewNodes, cannot find parent node S9"});
     QCOMPARE(QorbLogUtlStub::lines().value(0).level, 2);
     QVERIFY(!f.tree.contains("S9/C_1"));
+    // when an answer lists many cameras, then they go in as one block
+    QVariantList many;
+    for (int i = 0; i < 100; ++i)
+        many.append(camera(QStringLiteral("S11/M_%1").arg(i)));
+    QSignalSpy inserted(f.tree.getModel(), &QAbstractItemModel::rowsInserted);
+    f.tree.insertNewNodes("S11", many);
+    QCOMPARE(inserted.size(), 1);
+    QCOMPARE(inserted.at(0).at(1).toInt(), 0);
+    QCOMPARE(inserted.at(0).at(2).toInt(), 99);
+    f.recorder->clear();
     // when records come, then all children are replaced in one block, the old subtree with them
     f.tree.insertNewNodes("S1", {camera("S1/C_1"), camera("S1/C_7")});
     QCOMPARE(f.recorder->lines(), QStringList({"remove 0..2 under S1", "removed 0..2 under S1",
@@ -247,11 +257,11 @@ void TestDeviceTree::insertsAnnouncedNodesInPlace()
                            {"camIP", "10.9.9.9"}, {"camType", 4}, {"camPort", 8080}};
     };
     // when cameras are announced
-    f.tree.insertNewCameraNodes({announced("R", "R/new"), announced("S2", "S2/new")});
-    // then each goes in front of its station's first sub-station, or last
-    QCOMPARE(f.recorder->lines(), QStringList({"insert 2..2 under R", "inserted 2..2 under R",
+    f.tree.insertNewCameraNodes({announced("R", "R/new"), announced("S2", "S2/new"), announced("R", "R/new2")});
+    // then each goes in front of its station's first sub-station, or last, one block per station
+    QCOMPARE(f.recorder->lines(), QStringList({"insert 2..3 under R", "inserted 2..3 under R",
                                                "insert 1..1 under S2", "inserted 1..1 under S2"}));
-    QCOMPARE(childIds(f.tree, "R"), QStringList({"R/C_1", "R/C_2", "R/new", "S1", "S2"}));
+    QCOMPARE(childIds(f.tree, "R"), QStringList({"R/C_1", "R/C_2", "R/new", "R/new2", "S1", "S2"}));
     QCOMPARE(childIds(f.tree, "S2"), QStringList({"S2/CamX", "S2/new"}));
     QCOMPARE(f.tree.data("R/new", "levelRole"), QVariant(1));
     QCOMPARE(differingRoles(f.tree, "S2/new", {{"levelRole", 2}, {"camTypeRole", 4}, {"portRole", "8080"},
@@ -263,7 +273,7 @@ void TestDeviceTree::insertsAnnouncedNodesInPlace()
     f.tree.insertNewStationNodes({QVariantMap{{"stationUID", "S3"}, {"relayPath", "R"}, {"nodeName", "s_North"},
                                               {"stationIP", "10.0.3.1"}, {"httpPort", 81}, {"useSSL", true}}});
     // then they go last
-    QCOMPARE(f.recorder->lines(), QStringList({"insert 5..5 under R", "inserted 5..5 under R"}));
+    QCOMPARE(f.recorder->lines(), QStringList({"insert 6..6 under R", "inserted 6..6 under R"}));
     QCOMPARE(childIds(f.tree, "R").last(), QStringLiteral("S3"));
     QCOMPARE(differingRoles(f.tree, "S3", {{"nameRole", "North"}, {"ipRole", "10.0.3.1"}, {"httpsPortRole", 81},
                                            {"useSSLRole", true}, {"levelRole", 1}, {"parentStationIDRole", "R"}}),
@@ -366,9 +376,10 @@ void TestDeviceTree::removedCamerasAndSubtrees()
     f.tree.insertRemovedCameras("S9", removed);
     QCOMPARE(f.recorder->lines(), QStringList());
 
-    // when whole subtrees are removed, then one block goes, and unknown or already gone nodes are skipped
-    f.tree.removeNodes({"S9", "S1", "S11/C_1"});
-    QCOMPARE(f.recorder->lines(), QStringList({"remove 3..3 under R", "removed 3..3 under R"}));
+    // when whole subtrees are removed, then adjacent rows go as one block, and unknown or already gone nodes are skipped
+    f.tree.removeNodes({"S9", "R/C_2", "S1", "S11/C_1", "R/C_1"});
+    QCOMPARE(f.recorder->lines(), QStringList({"remove 3..3 under R", "removed 3..3 under R", "remove 0..1 under R",
+                                               "removed 0..1 under R"}));
     for (const char* id : {"S1", "S1/C_1", "S1/C_12", "S11", "S11/C_1"})
         QVERIFY2(!f.tree.contains(id), id);
     QVERIFY(f.tree.contains("S2/CamX"));

@@ -77,6 +77,9 @@ void TestStandardTopologyModel::publishesEveryRoleOnceUnderItsOwnName()
         QCOMPARE(Model::convertRoleNameStringToEnum(QString::fromLatin1(it.value())), it.key());
     }
     QCOMPARE(Model::getRoleNames(), names);
+    // and views bind to these spellings, odd ones included
+    QCOMPARE(names.value(296), "isWifiAvalibleRole");
+    QCOMPARE(names.value(340), "supPPTZRole");
     // and anything else converts to 0, case included
     QCOMPARE(Model::convertRoleNameStringToEnum("noSuchRole"), 0);
     QCOMPARE(Model::convertRoleNameStringToEnum("NameRole"), 0);
