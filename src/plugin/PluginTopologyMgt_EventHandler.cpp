@@ -138,7 +138,7 @@ void PluginTopologyMgt::HandleBroadcastWebPageChanged(const QVariant& notify)
 // ---- Status broadcasts -------------------------------------------------------
 //
 // Handlers read their payload, change the stores (device tree, logical tree,
-// the plug-in's tables), and only then emit, so that a listener finds the new
+// the status tables), and only then emit, so that a listener finds the new
 // state. An event that names no node is dropped: the empty identifier is the
 // login station's, and a missing key must not change it.
 

@@ -1,5 +1,6 @@
 #include "NodeDataCommander.h"
 #include "QorbLogUtlStub.h"
+#include "RecordingLocations.h"
 #include "SampleConnection.h"
 
 #include <QtTest>
@@ -92,15 +93,16 @@ private slots:
         QFETCH(QVariantList, entries);
         QFETCH(QString, chosen);
         QFETCH(bool, available);
-        SampleConnection c;
-        QVERIFY(c.ready());
+        const DeviceTree devices;
+        RecordingLocations table(devices);
 
-        c.broadcast("NotifyLocationChange", locations("S_1", entries));
+        table.applyLocationAnswer(locations("S_1", entries));
 
-        QCOMPARE(at(c, "S_1/C_50"), chosen);
-        QCOMPARE(c.plugin.locationDataFrom("S_1/C_50", "availableRole").toBool(), available);
-        QCOMPARE(c.plugin.locationDataFrom("S_1/C_50", "nameRole").toString(), QStringLiteral("Fifty"));
-        QCOMPARE(streams(c, "S_1/C_50").size(), entries.size());
+        const QVariantMap record = table.record("S_1/C_50");
+        QCOMPARE(record.value("locationRole").toString(), chosen);
+        QCOMPARE(record.value("availableRole").toBool(), available);
+        QCOMPARE(record.value("nameRole").toString(), QStringLiteral("Fifty"));
+        QCOMPARE(table.streams("S_1/C_50").size(), entries.size());
     }
 
     void edgeRecordingStandsInAndLocationsAreSwitchedByHand()
