@@ -85,6 +85,7 @@ private slots:
         QTest::addColumn<bool>("available");
         QTest::newRow("available before unavailable") << QVariantList{entry("LocA", true), entry("LocB", false)} << "LocA" << true;
         QTest::newRow("both available: the later") << QVariantList{entry("LocA", true), entry("LocB", true)} << "LocB" << true;
+        QTest::newRow("only unavailable: kept") << QVariantList{entry("LocA", false)} << "LocA" << false;
         QTest::newRow("unavailable replaced") << QVariantList{entry("LocA", false), entry("LocB", true)} << "LocB" << true;
         QTest::newRow("sub never replaces main") << QVariantList{entry("Loc1", true), entry("Loc1_Sub", true)} << "Loc1" << true;
     }
