@@ -1,38 +1,31 @@
 #include "PluginTopologyMgt.h"
 
-#include "DeviceNodeFactory.h"
-#include "FrameworkWrapperBase.h"
-#include "InputLimits.h"
-#include "ModuleLog.h"
-#include "PayloadFields.h"
 #include "DeviceModelFactory.h"
 #include "DeviceSortFilterModel.h"
 #include "EventDeviceModel.h"
+#include "FrameworkWrapperBase.h"
+#include "InputLimits.h"
 #include "ListToFileWriter.h"
-#include "LogicalTreeFilterSortModelEx.h"
-#include "LogicalTreeFolderModel.h"
-#include "LogicalTreeIDFilterModel.h"
-#include "LogicalTreeSortFilterModel.h"
 #include "LogicalTreeTopologyDataModel.h"
 #include "LogicalTreeValidCameraDataModel.h"
+#include "ModuleLog.h"
+#include "NodeSubtree.h"
+#include "PayloadFields.h"
+#include "StandardTopologyModel.h"
 #include "TreeToListProxyModel.h"
 #include "WebPageTreeFilterSortModel.h"
 #include "WebPageTreeModelController.h"
-#include "StandardTopologyModel.h"
-#include "LocalDatabaseKeys.h"
 
 #include <new>
 
 namespace {
 const QString kPluginName = QStringLiteral("TopologyMgtPlugin");
 const QString kPluginId = QStringLiteral("5E0C7A2B9D4F4E18A6B3C2D1F0E9A874");
+// The return code of a reply that succeeded.
+const QString kSuccess = QStringLiteral("0");
 // The views name the device tree as model type 0 in the generic model readers.
 constexpr int kDeviceTreeModelType = 0;
 
-QString cameraNodeId(const QString& stationId, const QString& cameraId)
-{
-    return stationId.isEmpty() ? cameraId : stationId + QLatin1Char('/') + cameraId;
-}
 } // namespace
 
 PluginTopologyMgt::PluginTopologyMgt() = default;
@@ -70,11 +63,15 @@ bool PluginTopologyMgt::Init(QQmlContext*)
     connect(&m_commander, &NodeDataCommander::logicalTreeRetrieved, this,
             &PluginTopologyMgt::logicalTreeRetrievedChanged);
     connect(&m_commander, &NodeDataCommander::locationRetrieved, this, &PluginTopologyMgt::locationRetrievedChanged);
+    // The commander hands on answers it asked for itself, each whole.
     connect(&m_commander, &NodeDataCommander::handleStationTopology, this,
             [this](const QVariant& topology, const QString& returnCode) {
-                HandleRetrieveDevTopology(topology, returnCode);
+                HandleRetrieveDevTopology({topology, nullptr, returnCode, {}, {}});
             });
-    connect(&m_commander, &NodeDataCommander::handleGetAllNodeInfo, this, &PluginTopologyMgt::HandleRetrieveNodeInfo);
+    connect(&m_commander, &NodeDataCommander::handleGetAllNodeInfo, this,
+            [this](const QVariant& nodeInfo, void* context, const QString& returnCode, bool completed) {
+                HandleRetrieveNodeInfo({nodeInfo, context, returnCode, {true, completed}, {}});
+            });
 
     try {
         m_failoverControl = new StandardFailoverControl(this);
@@ -98,9 +95,6 @@ bool PluginTopologyMgt::Init(QQmlContext*)
         TOPOLOGY_LOG_ERROR("%s, std::bad_alloc", "PluginTopologyMgt::Init");
         return false;
     }
-
-    initialCommandHandlerMap();
-    initialEventActionMap();
     return true;
 }
 
@@ -130,7 +124,10 @@ void PluginTopologyMgt::PluginServerDisconnected()
         m_failoverControlWithoutRedundantServer->clear();
     // Everything below describes the cameras of the connection that ended; a
     // view asking before the next retrieval must not see them.
-    clearConnectionTables();
+    m_locations.clear();
+    m_cameraStatuses.clear();
+    m_cameraInfoMap.clear();
+    m_diDoStates.clear();
     emit serverDisconnected();
 }
 
@@ -164,15 +161,14 @@ void PluginTopologyMgt::CommandProcessor(QString command, QVariant respData, voi
                            "PluginTopologyMgt::CommandProcessor", command);
         return;
     }
-    const auto handler = m_commandHandlerMap.find(command);
-    const bool hasHandler = handler != m_commandHandlerMap.end();
+    const ReplyRoute* const route = replyRoutes().value(command);
     const bool whoAmI = command == QLatin1String("whoAmI");
-    const bool handlerTakesParts = hasHandler && handler->second.takesParts && returnCode == QLatin1String("0");
+    const bool handlerTakesParts = route && route->takesParts && returnCode == kSuccess;
     // Only what a handler of this module reads whole is gathered.
-    const bool gather = hasHandler ? !handlerTakesParts : whoAmI;
+    const bool gather = route ? !handlerTakesParts : whoAmI;
     const ReplyParts::Part part = m_replyParts.take(command, pvContext, respData, completed, gather);
-    if (hasHandler && (handlerTakesParts || completed))
-        handler->second.run(part.data, pvContext, returnCode, part.position, origin);
+    if (route && route->handler && (handlerTakesParts || completed))
+        (this->*route->handler)({part.data, pvContext, returnCode, part.position, origin});
 
     m_commander.commandProcessor(command, respData, pvContext, returnCode, completed);
 
@@ -189,9 +185,12 @@ void PluginTopologyMgt::EventProcessor(QString event, qint64, int, int, QVariant
     if (!target.isEmpty())
         return;
     const InputLimits::Scope limits("PluginTopologyMgt::EventProcessor", "broadcast", event);
-    const auto action = m_eventActionMap.find(event);
-    if (action != m_eventActionMap.end())
-        action->second(data);
+    if (const BroadcastRoute* const route = broadcastRoutes().value(event)) {
+        if (data.isNull() && route->nullPayloadLine)
+            TOPOLOGY_LOG_ERROR("%s", route->nullPayloadLine);
+        else
+            (this->*route->handler)(data);
+    }
     m_commander.commandProcessor(event, data, nullptr, QStringLiteral("0"), true);
 }
 
@@ -212,19 +211,22 @@ bool PluginTopologyMgt::nodeInfoRetrieved() const { return m_commander.isNodeInf
 bool PluginTopologyMgt::serverInfoRetrieved() const { return m_commander.isServerInfoRetrieved(); }
 bool PluginTopologyMgt::camStatusRetrieved() const { return m_commander.isCamStatusRetrieved(); }
 
+bool PluginTopologyMgt::Reply::succeeded() const
+{
+    return returnCode == kSuccess;
+}
+
 QStringList PluginTopologyMgt::commandHandlerNames() const
 {
-    QStringList names;
-    for (const auto& entry : m_commandHandlerMap)
-        names.append(entry.first);
+    QStringList names = replyRoutes().keys();
+    names.sort();
     return names;
 }
 
 QStringList PluginTopologyMgt::eventActionNames() const
 {
-    QStringList names;
-    for (const auto& entry : m_eventActionMap)
-        names.append(entry.first);
+    QStringList names = broadcastRoutes().keys();
+    names.sort();
     return names;
 }
 
@@ -395,12 +397,12 @@ QVariantMap PluginTopologyMgt::getRootStationNameAndCameras() const
 
 void PluginTopologyMgt::setProcessingStatus(const QString& cameraId, const QString& stationId, int status)
 {
-    m_deviceTree.setData(cameraNodeId(stationId, cameraId), StandardTopologyModel::processingStatusRole, status);
+    m_deviceTree.setData(NodeSubtree::childId(stationId, cameraId), StandardTopologyModel::processingStatusRole, status);
 }
 
 QStringList PluginTopologyMgt::getCameraResolutionList(const QString& stationId, const QString& cameraId) const
 {
-    return m_deviceTree.data(cameraNodeId(stationId, cameraId), StandardTopologyModel::resolutionListRole)
+    return m_deviceTree.data(NodeSubtree::childId(stationId, cameraId), StandardTopologyModel::resolutionListRole)
         .toStringList();
 }
 
@@ -489,217 +491,6 @@ bool PluginTopologyMgt::hasStationOrCameraInRootStation() const
 bool PluginTopologyMgt::existedInDeviceTree(const QString& nodeId) const
 {
     return m_deviceTree.contains(nodeId);
-}
-
-// ---- Logical tree ------------------------------------------------------------
-
-void PluginTopologyMgt::retrieveLogicalTree()
-{
-    m_commander.retrieveLogicalTree();
-}
-
-void PluginTopologyMgt::setLogicalTreeSettingStatus(const QString& cameraNodeID, const QString& stationId, int status)
-{
-    m_logicalTree.setSettingStatusOfCamera(cameraNodeId(stationId, cameraNodeID), status);
-}
-
-void PluginTopologyMgt::setLogicalTreeSettingStatus(const QString& treeId, int status)
-{
-    m_logicalTree.setSettingStatus(treeId, status);
-}
-
-// An edit the local tree could not show is not asked for: the servers would
-// apply it, and the tree would then refuse their broadcast of it.
-void PluginTopologyMgt::moveLogicalTreeNode(const QStringList& sourceIDList, const QString& destinationID)
-{
-    for (const QString& sourceId : sourceIDList) {
-        if (!m_logicalTree.fitsWithinDepth(sourceId, destinationID)) {
-            const InputLimits::Scope limits("PluginTopologyMgt::moveLogicalTreeNode", "request",
-                                            QStringLiteral("moveLogicalTreeNode"));
-            InputLimits::editRefused();
-            emit moveLogicalTreeNodeResp(false);
-            return;
-        }
-    }
-    m_commander.sendLogicalTreeRequest(QStringLiteral("moveLogicalTreeNode"),
-                                       QVariantMap{{QStringLiteral("moveSourceIDList"), sourceIDList},
-                                                   {QStringLiteral("moveDestinationID"), destinationID}});
-}
-
-void PluginTopologyMgt::renameLogicalTreeFolder(const QString& treeNodeId, const QString& newName)
-{
-    m_commander.sendLogicalTreeRequest(QStringLiteral("renameLogicalTreeFolder"),
-                                       QVariantMap{{QStringLiteral("treeNodeId"), treeNodeId},
-                                                   {QStringLiteral("name"), newName}});
-}
-
-void PluginTopologyMgt::insertLogicalTreeFolder(const QString& folderName, const QString& parentFolderUid)
-{
-    if (!m_logicalTree.hasRoomForFolder(parentFolderUid)) {
-        const InputLimits::Scope limits("PluginTopologyMgt::insertLogicalTreeFolder", "request",
-                                        QStringLiteral("InsertFolderLogical"));
-        InputLimits::editRefused();
-        emit logicalTreeFolderInserted(false, QString());
-        return;
-    }
-    m_commander.sendLogicalTreeRequest(QStringLiteral("InsertFolderLogical"),
-                                       QVariantMap{{QStringLiteral("parentFolderUid"), parentFolderUid},
-                                                   {QStringLiteral("newFolderName"), folderName}});
-}
-
-// Only folders and cameras are sent; other kinds in the selection are dropped.
-void PluginTopologyMgt::removeLogicalTreeItem(const QStringList& treeIDs, bool bKeepContents)
-{
-    const LogicalTree::RemovingNodes selection = m_logicalTree.nodesToBeRemoved(treeIDs);
-    m_commander.sendLogicalTreeRequest(QStringLiteral("removeLogicalTreeItem"),
-                                       QVariantMap{{QStringLiteral("folderIDList"), selection.folderNodes},
-                                                   {QStringLiteral("orphanIDList"), selection.cameraNodes},
-                                                   {QStringLiteral("keepContents"), bKeepContents}});
-}
-
-void PluginTopologyMgt::addDeviceIntoLogicalTree(const QStringList& cameraNodeIdList, const QString& destinationId)
-{
-    m_commander.sendLogicalTreeRequest(QStringLiteral("addDeviceIntoLogicalTree"),
-                                       QVariantMap{{QStringLiteral("addDeviceNodeIdList"), cameraNodeIdList},
-                                                   {QStringLiteral("addDeviceDestinationId"), destinationId}});
-}
-
-void PluginTopologyMgt::addStationIntoLogicalTree(const QStringList& stationUIDList, const QStringList& stationNameList,
-                                                  const QString& destinationId)
-{
-    m_commander.sendLogicalTreeRequest(QStringLiteral("addStationIntoLogicalTree"),
-                                       QVariantMap{{QStringLiteral("addStationIdList"), stationUIDList},
-                                                   {QStringLiteral("addStationNameList"), stationNameList},
-                                                   {QStringLiteral("addStationDestinationId"), destinationId}});
-}
-
-void PluginTopologyMgt::getLogicalTreePathIds(const QVariantList& nodeIds)
-{
-    m_commander.sendLogicalTreeRequest(QStringLiteral("lookupLogicalTreePathIds"), nodeIds);
-}
-
-void PluginTopologyMgt::addLogicalTreeDefaultRootNode()
-{
-    m_logicalTree.createDefaultNodesForStandalonePlayer();
-}
-
-QVariantMap PluginTopologyMgt::getLogicalTreeMap() const
-{
-    return fillCameraNameToLogicalTree(m_logicalTreeServerMap);
-}
-
-QVariant PluginTopologyMgt::logicalTreeInfoFrom(const QString& treeID, int role) const
-{
-    return m_logicalTree.data(treeID, role);
-}
-
-bool PluginTopologyMgt::existedInLogicalTree(const QString& cameraId) const
-{
-    return m_logicalTree.existed(cameraId);
-}
-
-// Unlike the other edits this one goes straight to the framework; its answer
-// only says that the servers are done.
-void PluginTopologyMgt::restoreUngroupedDevices()
-{
-    if (m_framework)
-        m_framework->SendRequest(m_hostHandle, m_pluginId, QStringLiteral("restoreUngroupedDevices"), QVariant(),
-                                 nullptr, false, QString());
-}
-
-// Cameras in the servers' tree carry no name; the device tree knows it.
-QVariantMap PluginTopologyMgt::withCameraName(const QVariantMap& treeNode) const
-{
-    QVariantMap filled = treeNode;
-    const QString name = PayloadFields::textOf(treeNode, "name");
-    const QString nodeId = PayloadFields::textOf(treeNode, "nodeUID");
-    if (name.isEmpty() && m_deviceTree.contains(nodeId)) {
-        filled.insert(QStringLiteral("nodeUID"), nodeId);
-        filled.insert(QStringLiteral("name"), m_deviceTree.data(nodeId, StandardTopologyModel::nameRole));
-        filled.insert(QStringLiteral("ip"), m_deviceTree.data(nodeId, StandardTopologyModel::ipRole));
-        filled.insert(QStringLiteral("port"), m_deviceTree.data(nodeId, StandardTopologyModel::portRole));
-        filled.insert(QStringLiteral("brand"), m_deviceTree.data(nodeId, StandardTopologyModel::brandRole));
-        filled.insert(QStringLiteral("model"), m_deviceTree.data(nodeId, StandardTopologyModel::modelRole));
-    }
-    return filled;
-}
-
-// Depth first on an explicit stack rather than by recursion: a broken or
-// hostile server may nest its folders thousands of levels deep.
-QVariantMap PluginTopologyMgt::fillCameraNameToLogicalTree(const QVariantMap& treeNode) const
-{
-    struct OpenNode
-    {
-        QVariantMap filled;
-        QVariantList children;
-        qsizetype nextChild = 0;
-        QVariantList filledChildren;
-    };
-    std::vector<OpenNode> open;
-    const auto enter = [&](const QVariantMap& node) {
-        open.push_back({withCameraName(node), node.value(QStringLiteral("children")).toList(), 0, {}});
-    };
-    enter(treeNode);
-    QVariantMap result;
-    while (!open.empty()) {
-        if (open.back().nextChild < open.back().children.size()) {
-            const QVariant child = open.back().children.at(open.back().nextChild++);
-            enter(child.toMap());
-            continue;
-        }
-        OpenNode done = std::move(open.back());
-        open.pop_back();
-        if (done.filled.contains(QStringLiteral("children")))
-            done.filled.insert(QStringLiteral("children"), done.filledChildren);
-        if (open.empty())
-            result = done.filled;
-        else
-            open.back().filledChildren.append(done.filled);
-    }
-    return result;
-}
-
-QVariantList PluginTopologyMgt::addDiDoNumToLogicalTreeCameraData(const QVariantList& cameras) const
-{
-    QVariantList completed;
-    completed.reserve(cameras.size());
-    for (const QVariant& entry : cameras) {
-        QVariantMap camera = entry.toMap();
-        const QString cameraId = PayloadFields::textOf(camera, "camNodeUid");
-        camera.insert(QStringLiteral("diNum"), m_deviceTree.data(cameraId, StandardTopologyModel::diCountRole).toInt());
-        camera.insert(QStringLiteral("doNum"), m_deviceTree.data(cameraId, StandardTopologyModel::doCountRole).toInt());
-        completed.append(camera);
-    }
-    return completed;
-}
-
-// A station's own DI/DO and the external devices behind it are shown in the
-// logical tree as I/O devices.
-void PluginTopologyMgt::updateStationDiDoInLogicalTreeModel(const std::vector<QVariantMap>& stations)
-{
-    QVariantList stationDevices;
-    QStringList stationIds;
-    for (const QVariantMap& station : stations) {
-        const QString stationId = station.value(QStringLiteral("idRole")).toString();
-        if (stationId.isEmpty())
-            continue;
-        const int separator = int(stationId.lastIndexOf(QLatin1Char('/')));
-        stationDevices.append(QVariantMap{{QStringLiteral("NodeID"), stationId},
-                                          {QStringLiteral("RefName"), station.value(QStringLiteral("nameRole"))},
-                                          {QStringLiteral("DINameList"), station.value(QStringLiteral("diNameListRole"))},
-                                          {QStringLiteral("DONameList"), station.value(QStringLiteral("doNameListRole"))},
-                                          {QStringLiteral("RelayPath"),
-                                           separator < 0 ? QString() : stationId.left(separator)}});
-        stationIds.append(stationId);
-    }
-    if (stationDevices.isEmpty())
-        return;
-    m_logicalTree.insertIoDevices(stationDevices, LogicalTreeModel::StationIoDevice);
-    for (const QString& stationId : stationIds) {
-        const QVariantList externalDevices = m_deviceTree.getAllExternalDeviceInfoUnderSubstation(stationId);
-        if (!externalDevices.isEmpty())
-            m_logicalTree.insertIoDevices(externalDevices, LogicalTreeModel::ExternalDevice);
-    }
 }
 
 // ---- Web pages ---------------------------------------------------------------
@@ -798,340 +589,46 @@ void PluginTopologyMgt::generateMacListOfAllCamera(const QString& path)
 
 QVariantList PluginTopologyMgt::didoNodeInfoFrom(const QString& nodeId, const QString& portKind) const
 {
-    const auto state = m_diDoStates.constFind(nodeId);
-    if (state == m_diDoStates.cend())
-        return QVariantList();
-    QVariantList ports;
-    if (portKind == QLatin1String("DI")) {
-        for (bool active : state->inputs)
-            ports.append(active);
-    } else if (portKind == QLatin1String("DO")) {
-        for (bool active : state->outputs)
-            ports.append(active);
-    }
-    return ports;
-}
-
-// Events name ports 1-based; the table counts from 0. A port beyond the count
-// the node information gave, or of a node it never described, is not kept: the
-// count is what sizes the views' port lists.
-void PluginTopologyMgt::setDiDoPortState(const QString& nodeId, int portKind, int portIndex, bool active)
-{
-    const auto state = m_diDoStates.find(nodeId);
-    if (state == m_diDoStates.end())
-        return;
-    QList<bool>& ports = portKind == LogicalTreeModel::DigitalInput ? state->inputs : state->outputs;
-    if (portIndex >= 0 && portIndex < ports.size())
-        ports[portIndex] = active;
-}
-
-// A camera enters the status table when its information arrives (or when it is
-// inserted), with the state the device tree shows, so that the first status
-// event that differs from it is announced. A camera already in the table keeps
-// what was last announced of it; only its name follows.
-void PluginTopologyMgt::rememberCameraStatuses(const std::vector<QVariantMap>& cameraRecords)
-{
-    for (const QVariantMap& camera : cameraRecords) {
-        rememberCameraStatus(camera.value(QStringLiteral("idRole")).toString(),
-                             {{QStringLiteral("connectedRole"), camera.value(QStringLiteral("connectedRole")).toBool()},
-                              {QStringLiteral("recordingRole"), camera.value(QStringLiteral("recordingRole")).toBool()},
-                              {QStringLiteral("useEdgeRecordingRole"),
-                               camera.value(QStringLiteral("useEdgeRecordingRole")).toBool()},
-                              {QStringLiteral("edgeRecordingStreamRole"),
-                               camera.value(QStringLiteral("edgeRecordingStreamRole")).toInt()},
-                              {QStringLiteral("nameRole"), camera.value(QStringLiteral("nameRole")).toString()}});
-    }
-}
-
-void PluginTopologyMgt::rememberCameraStatus(const QString& cameraId, const QVariantMap& status)
-{
-    if (cameraId.isEmpty())
-        return;
-    const auto known = m_cameraStatusTable.find(cameraId);
-    if (known == m_cameraStatusTable.end())
-        m_cameraStatusTable.insert(cameraId, status);
-    else
-        known->insert(QStringLiteral("nameRole"), status.value(QStringLiteral("nameRole")));
-}
-
-// A removed node takes the entries of everything below it with it.
-void PluginTopologyMgt::forgetNodes(const QStringList& nodeIds)
-{
-    for (const QString& nodeId : nodeIds) {
-        if (nodeId.isEmpty())
-            continue;
-        const QString below = nodeId + QLatin1Char('/');
-        const auto isGone = [&](const QString& key) { return key == nodeId || key.startsWith(below); };
-        m_diDoStates.removeIf([&](QHash<QString, DiDoState>::iterator entry) { return isGone(entry.key()); });
-        m_cameraStatusTable.removeIf([&](QMap<QString, QVariantMap>::iterator entry) { return isGone(entry.key()); });
-    }
-}
-
-// In the logical tree a station's I/O node holds the external devices behind it
-// and the I/O nodes of its sub-stations, so removing that one node drops all of
-// them, however deep the station lies; the login station has no node of its
-// own, and everything in the I/O folder lies behind it. Devices of the station
-// or behind it that still wait in the I/O folder for their parent's node are
-// taken by their path ("S_1/...", never "S_10/...").
-void PluginTopologyMgt::removeStationIoDevices(const QString& stationId)
-{
-    if (stationId.isEmpty()) {
-        m_logicalTree.removeIoDevices(QString());
-        return;
-    }
-    if (m_logicalTree.data(stationId, LogicalTreeModel::typeRole).toInt() == LogicalTreeModel::StationIoDevice)
-        m_logicalTree.removeIoDevices(QString(), QStringList{stationId});
-    m_logicalTree.removeIoDevices(stationId);
-}
-
-void PluginTopologyMgt::clearConnectionTables()
-{
-    m_locationInfoMap.clear();
-    m_streamInfoMap.clear();
-    m_cameraStatusTable.clear();
-    m_cameraInfoMap.clear();
-    m_diDoStates.clear();
+    return m_diDoStates.ports(nodeId, portKind);
 }
 
 QVariantMap PluginTopologyMgt::locationInfo(const QString& nodeId) const
 {
-    return m_locationInfoMap.value(nodeId);
+    return m_locations.record(nodeId);
 }
 
 QVariant PluginTopologyMgt::locationDataFrom(const QString& nodeId, const QString& roleName) const
 {
-    return m_locationInfoMap.value(nodeId).value(roleName);
+    return m_locations.record(nodeId).value(roleName);
 }
 
 QString PluginTopologyMgt::getCameraNameFromLocation(const QString& locationId, const QString& relayPath) const
 {
-    for (const QVariantMap& record : m_locationInfoMap) {
-        if (record.value(QStringLiteral("locationRole")).toString() == locationId
-            && record.value(QStringLiteral("relayPathRole")).toString() == relayPath)
-            return record.value(QStringLiteral("nameRole")).toString();
-    }
-    return QString();
+    return m_locations.cameraNameAt(locationId, relayPath);
 }
 
-// The channel's name as listed with its recordings at that location; empty when
-// the location holds none of the channel's recordings.
 QString PluginTopologyMgt::getCameraNameByLocID(const QString& nodeId, const QString& locationId) const
 {
-    if (!m_streamInfoMap.value(nodeId).contains(locationId))
-        return QString();
-    return m_locationInfoMap.value(nodeId).value(QStringLiteral("nameRole")).toString();
+    return m_locations.cameraNameByLocation(nodeId, locationId);
 }
 
 QString PluginTopologyMgt::findNodeIDFromLocation(const QString& locationId) const
 {
-    for (auto record = m_locationInfoMap.cbegin(); record != m_locationInfoMap.cend(); ++record) {
-        if (record->value(QStringLiteral("locationRole")).toString() == locationId)
-            return record.key();
-    }
-    return QString();
+    return m_locations.nodeAt(locationId);
 }
 
-namespace {
-// Station locations are named "Loc…"; anything else (the camera's own storage)
-// is queried elsewhere.
-int queryFromOf(const QString& locationId)
+QVariantList PluginTopologyMgt::parseRemovedCameras(const QVariantMap& locations) const
 {
-    return locationId.contains(QLatin1String("Loc")) ? 0 : 1;
+    return RecordingLocations::removedCamerasIn(locations);
 }
-} // namespace
 
-// The location's availability, when the channel's stream information knows it,
-// follows the switch, so that the choice rules of later location answers
-// compare against the location actually in use.
+QStringList PluginTopologyMgt::parseRemovingRemovedCameras(const QVariantList& removedLocations) const
+{
+    return m_locations.channelsPlayingFrom(removedLocations);
+}
+
 void PluginTopologyMgt::switchLocationID(const QString& nodeId, const QString& locationId)
 {
-    QVariantMap& record = m_locationInfoMap[nodeId];
-    record.insert(QStringLiteral("queryFromRole"), queryFromOf(locationId));
-    record.insert(QStringLiteral("locationRole"), locationId);
-    const QMap<QString, QVariantMap> streams = m_streamInfoMap.value(nodeId);
-    if (streams.contains(locationId))
-        record.insert(QStringLiteral("availableRole"), streams.value(locationId).value(QStringLiteral("available")));
+    m_locations.switchLocation(nodeId, locationId);
     emit locationIDChanged(nodeId);
-}
-
-// Moves a channel whose location lost its recordings to another location that
-// still has them: one of the same stream kind (main or sub) if there is one,
-// otherwise of the other kind, the first in location order either way. Returns
-// the new location, or an empty text when none is left (the channel then keeps
-// its location, marked unavailable).
-QString PluginTopologyMgt::moveToAvailableLocation(const QString& nodeId)
-{
-    QVariantMap& record = m_locationInfoMap[nodeId];
-    const QString current = record.value(QStringLiteral("locationRole")).toString();
-    const bool currentIsSub = current.contains(QLatin1String("_Sub"));
-    QString sameKind;
-    QString otherKind;
-    const QMap<QString, QVariantMap> streams = m_streamInfoMap.value(nodeId);
-    for (auto stream = streams.cbegin(); stream != streams.cend(); ++stream) {
-        if (stream.key() == current || !stream->value(QStringLiteral("available")).toBool())
-            continue;
-        QString& candidate = stream.key().contains(QLatin1String("_Sub")) == currentIsSub ? sameKind : otherKind;
-        if (candidate.isEmpty())
-            candidate = stream.key();
-    }
-    const QString chosen = sameKind.isEmpty() ? otherKind : sameKind;
-    record.insert(QStringLiteral("availableRole"), !chosen.isEmpty());
-    if (!chosen.isEmpty()) {
-        record.insert(QStringLiteral("locationRole"), chosen);
-        record.insert(QStringLiteral("queryFromRole"), queryFromOf(chosen));
-    }
-    return chosen;
-}
-
-// ---- Logical tree views ------------------------------------------------------
-
-QAbstractItemModel* PluginTopologyMgt::getFullLogicalTreeModel()
-{
-    return m_topologyDataModel;
-}
-
-QAbstractItemModel* PluginTopologyMgt::getLogicalTreeModel()
-{
-    return m_validCameraDataModel;
-}
-
-QAbstractItemModel* PluginTopologyMgt::getLogicalTreeSortFilterModel(QObject* parent)
-{
-    auto* model = new LogicalTreeSortFilterModel(parent);
-    model->setSourceModel(m_validCameraDataModel);
-    return model;
-}
-
-// The tree filter library filters over our own sorted, filtered view; the
-// inner view belongs to the outer one, so the caller's parent owns both.
-QAbstractItemModel* PluginTopologyMgt::createAdvancedLogicalTreeModel(QObject* parent, bool showIoDevices)
-{
-    auto* advanced = new LogicalTreeFilterSortModelEx(parent);
-    auto* inner = new LogicalTreeSortFilterModel(advanced);
-    inner->showIONodesAndFolders(showIoDevices);
-    inner->setSourceModel(m_validCameraDataModel);
-    advanced->setSourceModel(inner);
-    advanced->setDataRoleEnum(LogicalTreeModel::dataRole);
-    return advanced;
-}
-
-QAbstractItemModel* PluginTopologyMgt::getLogicalTreeAdvancedSortFilterModel(QObject* parent)
-{
-    return createAdvancedLogicalTreeModel(parent, false);
-}
-
-QAbstractItemModel* PluginTopologyMgt::getLogicalTreeAdvancedSortFilterModelWithIODevices(QObject* parent)
-{
-    return createAdvancedLogicalTreeModel(parent, true);
-}
-
-QAbstractItemModel* PluginTopologyMgt::getLogicalTreeFolderModel(QObject* parent)
-{
-    auto* model = new LogicalTreeFolderModel(parent);
-    model->setSourceModel(m_validCameraDataModel);
-    return model;
-}
-
-QAbstractItemModel* PluginTopologyMgt::getLogicalTreeIDFilterModel(QObject* parent, QAbstractItemModel* source)
-{
-    auto* model = new LogicalTreeIDFilterModel(parent);
-    model->setSourceModel(source);
-    return model;
-}
-
-// ---- Local databases and the standalone player -------------------------------
-
-namespace {
-// Location records of local databases are marked apart from the stations' (0)
-// and the elsewhere-recorded ones (1), so that they can be dropped together.
-constexpr int kLocalDatabaseLocation = 2;
-const QString kLocalDbMetaInfoKey = LocalDatabaseKeys::kMetaInfo;
-}
-
-void PluginTopologyMgt::saveToLocationInfoMap(const QVariantMap& cameras)
-{
-    for (auto camera = cameras.cbegin(); camera != cameras.cend(); ++camera) {
-        if (camera.key() == kLocalDbMetaInfoKey || camera.value().typeId() != QMetaType::QVariantMap)
-            continue;
-        const QVariantMap entry = camera.value().toMap();
-        const QString recordingPath = PayloadFields::textOf(entry, "recPath");
-        const QString nodeId = recordingPath.isEmpty() ? camera.key() : recordingPath + QLatin1Char('/') + camera.key();
-        m_locationInfoMap.insert(nodeId, QVariantMap{
-            {QStringLiteral("nameRole"), DeviceNodeFactory::cleanDisplayName(PayloadFields::textOf(entry, "camName"))},
-            {QStringLiteral("relayPathRole"), recordingPath},
-            {QStringLiteral("camIDRole"), camera.key()},
-            {QStringLiteral("queryFromRole"), kLocalDatabaseLocation},
-            {QStringLiteral("locationRole"), recordingPath},
-            {QStringLiteral("availableRole"), true}});
-    }
-}
-
-QVariantMap PluginTopologyMgt::addRecordingPathToLocationMap(const QVariantMap& cameras, const QString& recPath) const
-{
-    QVariantMap withPath = cameras;
-    for (auto camera = withPath.begin(); camera != withPath.end(); ++camera) {
-        if (camera.key() == kLocalDbMetaInfoKey || camera.value().typeId() != QMetaType::QVariantMap)
-            continue;
-        QVariantMap entry = camera.value().toMap();
-        entry.insert(QStringLiteral("recPath"), recPath);
-        camera.value() = entry;
-    }
-    return withPath;
-}
-
-void PluginTopologyMgt::addNewLocation(const QVariantMap& locInfoMap, const QString& recPath, const QString& localDBName)
-{
-    addNewLocalDB(addRecordingPathToLocationMap(locInfoMap, recPath), localDBName);
-}
-
-void PluginTopologyMgt::addNewLocalDB(const QVariantMap& cameras, const QString& localDBName)
-{
-    saveToLocationInfoMap(cameras);
-    m_logicalTree.insertNewLocalDB(cameras, localDBName);
-}
-
-void PluginTopologyMgt::clearLocalDBLocations()
-{
-    m_logicalTree.removeAllLocalDB();
-    for (auto record = m_locationInfoMap.begin(); record != m_locationInfoMap.end();) {
-        if (record->value(QStringLiteral("queryFromRole")).toInt() == kLocalDatabaseLocation)
-            record = m_locationInfoMap.erase(record);
-        else
-            ++record;
-    }
-}
-
-bool PluginTopologyMgt::hasLocalDBNodes() const
-{
-    return m_logicalTree.hasLocalDBNodes();
-}
-
-QAbstractItemModel* PluginTopologyMgt::getStandalonePlayerLocalDBModel(QObject* parent)
-{
-    auto* model = new LogicalTreeSortFilterModel(parent);
-    model->showLocalDBFolder(true);
-    model->setSourceModel(m_playlist.getModel());
-    return model;
-}
-
-void PluginTopologyMgt::addNewStandalonePlayerLocation(const QVariantMap& cameras, const QString& recPath,
-                                                       const QString& localDBName)
-{
-    addNewStandalonePlayerLocalDB(addRecordingPathToLocationMap(cameras, recPath), localDBName);
-}
-
-void PluginTopologyMgt::addNewStandalonePlayerLocalDB(const QVariantMap& cameras, const QString& localDBName)
-{
-    saveToLocationInfoMap(cameras);
-    m_playlist.appendLocalDB(cameras, localDBName);
-}
-
-void PluginTopologyMgt::clearStandalonePlayerLocalDB()
-{
-    m_playlist.clear();
-}
-
-bool PluginTopologyMgt::hasLocalDBNodesInStandalonePlayer() const
-{
-    return !m_playlist.isEmpty();
 }

@@ -1,27 +1,28 @@
 #pragma once
 
+#include "CameraStatusTable.h"
 #include "DeviceTree.h"
+#include "DiDoStateTable.h"
 #include "IListToFileWriter.h"
 #include "ListFileLocations.h"
 #include "LogicalTree.h"
-#include "StandalonePlayerPlaylist.h"
-#include "StandardFailoverControl.h"
+#include "LogicalTreeFeeder.h"
 #include "NodeDataCommander.h"
 #include "PluginBase.h"
+#include "RecordingLocations.h"
 #include "ReplyParts.h"
 #include "RequestContextRegistry.h"
+#include "StandalonePlayerPlaylist.h"
+#include "StandardFailoverControl.h"
 #include "TopologyPayloadParser.h"
 
+#include <QHash>
 #include <QMap>
-#include <QObject>
 #include <QSet>
+#include <QSharedPointer>
 #include <QString>
 #include <QVariant>
 
-#include <QSharedPointer>
-
-#include <functional>
-#include <map>
 #include <memory>
 #include <vector>
 
@@ -76,59 +77,14 @@ public:
 
     QString clientId() const { return m_clientId; }
 
-    // Names of the routed replies and broadcasts, in table order.
+    // Names of the routed replies and broadcasts, sorted.
     QStringList commandHandlerNames() const;
     QStringList eventActionNames() const;
 
-signals:
-    void didoNodeChanged(const QString& nodeId);
-    void updateVCARulesResp(const QString& stationId);
-    void nodeInserted(const QString& nodeId);
-    void standardNodeInserted(const QString& nodeId);
-    void nodeStatusChanged(int type, const QString& nodeUID, bool connected);
-    void cameraRecordingStatusChanged(const QString& cameraId, bool recording);
-    void getCameraStatusResp(const QString& nodeID, const QVariant& camStatus);
-    void moveLogicalTreeNodeResp(bool success);
-    void moveLogicalTreeNodeComplete();
-    void renameFolderResponded(const QString& treeNodeID, bool success);
-    void removeLogicalTreeItemResp(bool success);
-    void logicalTreeFolderInserted(bool success, const QString& newFolderID);
-    void topologyRetrievedChanged(bool retrieved);
-    void locationRetrievedChanged(bool retrieved);
-    void nodeInfoRetrievedChanged(bool retrieved);
-    void serverInfoRetrievedChanged(bool retrieved);
-    void camStatusRetrievedChanged(bool retrieved);
-    void logicalTreeRetrievedChanged(bool retrieved);
-    void diStatusChanged(const QString& nodeId, int diIndex, bool bTrigger);
-    void doStatusChanged(const QString& nodeId, int doIndex, bool bTrigger);
-    void addDeviceIntoLogicalTreeResp(bool success);
-    void addStationIntoLogicalTreeResp(bool success);
-    void cameraNameChanged(const QString& cameraId, const QString& name);
-    void cameraVCAProjectChanged(QString cameraId);
-    void stationInserted(const QString& stationNodeId, const QString& stationName, const QString& parentNodeId);
-    void stationRemoved(const QString& stationId);
-    void deviceRemoved(const QString& deviceId);
-    void stationConnectionStatusChanged(const QString& stationId, bool connected, bool isNVR);
-    void stationWifiConnectionStatusChanged(const QString& stationId, bool connected);
-    void stationNameChanged(const QString& stationId, const QString& name);
-    void stationTakenOverChanged(const QString& stationId, bool takenOver);
-    void failoverStatusChanged(const QString& redundantServerId, const QString& status, const QString& activeServerId);
-    void getLogicalTreePathIdsResponse(const QVariantList& pathIds);
-    void deviceInfoRetrieved(const QString& deviceId);
-    void cameraAndStationConnectionStatusRetrieved();
-    void refreshCameraInfoResp(bool completed, bool success, const QString& relayPath, const QString& camID);
-    void getAllWebPageResp(const QVariantList& allWebPage);
-    void notifyWebPageChanged(const QVariantList& webPages);
-    void webPageChanged();
-    void locationIDChanged(const QString& cameraId);
-    void restoreUngroupedDevicesFinished();
-    void serverDisconnected();
+    // The one slot: the commander's requests leave through it.
+    Q_SLOT void sendCommandToServer(const QString& requestName, const QVariant& requestArguments, void* pvContext,
+                                    bool blockReq);
 
-public slots:
-    void sendCommandToServer(const QString& requestName, const QVariant& requestArguments, void* pvContext,
-                             bool blockReq);
-
-public:
     // The operations the views call, in the order the QML surface lists them.
     // Retrieval.
     Q_INVOKABLE void retrieveDeviceTopology(const QString& stationId);
@@ -248,6 +204,10 @@ public:
     // Not for QML.
     void saveToLocationInfoMap(const QVariantMap& cameras);
     QVariantMap addRecordingPathToLocationMap(const QVariantMap& cameras, const QString& recPath) const;
+    QString findNodeIDFromLocation(const QString& locationId) const;
+    QVariantList parseRemovedCameras(const QVariantMap& locations) const;
+    QStringList parseRemovingRemovedCameras(const QVariantList& removedLocations) const;
+    std::vector<QVariantMap> parseDiDoRefNames(const QVariantList& items) const;
 
     // Replaceable collaborators, for hosts and tests.
     void setWebPageTreeModelController(std::shared_ptr<WebPageTreeModelController> controller);
@@ -262,46 +222,119 @@ public:
     QString decryptUrlString(const QString& text) const;
     QStringList generateDefaultDiDoNameList(const QString& prefix, int count) const;
 
+    // What the status handlers last announced of a camera: "connectedRole",
+    // "recordingRole", "useEdgeRecordingRole", "edgeRecordingStreamRole", "nameRole".
+    QVariantMap cameraStatus(const QString& cameraId) const { return m_cameraStatuses.status(cameraId); }
+    // Location identifier -> {"groupName", "streamIndex", "available"} of every
+    // location that records the channel.
+    QMap<QString, QVariantMap> streamInfo(const QString& nodeId) const { return m_locations.streams(nodeId); }
+
     LogicalTree& logicalTree() { return m_logicalTree; }
     DeviceTree& deviceTree() { return m_deviceTree; }
     const DeviceTree& deviceTree() const { return m_deviceTree; }
 
+signals:
+    void didoNodeChanged(const QString& nodeId);
+    void updateVCARulesResp(const QString& stationId);
+    void nodeInserted(const QString& nodeId);
+    void standardNodeInserted(const QString& nodeId);
+    void nodeStatusChanged(int type, const QString& nodeUID, bool connected);
+    void cameraRecordingStatusChanged(const QString& cameraId, bool recording);
+    void getCameraStatusResp(const QString& nodeID, const QVariant& camStatus);
+    void moveLogicalTreeNodeResp(bool success);
+    void moveLogicalTreeNodeComplete();
+    void renameFolderResponded(const QString& treeNodeID, bool success);
+    void removeLogicalTreeItemResp(bool success);
+    void logicalTreeFolderInserted(bool success, const QString& newFolderID);
+    void topologyRetrievedChanged(bool retrieved);
+    void locationRetrievedChanged(bool retrieved);
+    void nodeInfoRetrievedChanged(bool retrieved);
+    void serverInfoRetrievedChanged(bool retrieved);
+    void camStatusRetrievedChanged(bool retrieved);
+    void logicalTreeRetrievedChanged(bool retrieved);
+    void diStatusChanged(const QString& nodeId, int diIndex, bool bTrigger);
+    void doStatusChanged(const QString& nodeId, int doIndex, bool bTrigger);
+    void addDeviceIntoLogicalTreeResp(bool success);
+    void addStationIntoLogicalTreeResp(bool success);
+    void cameraNameChanged(const QString& cameraId, const QString& name);
+    void cameraVCAProjectChanged(QString cameraId);
+    void stationInserted(const QString& stationNodeId, const QString& stationName, const QString& parentNodeId);
+    void stationRemoved(const QString& stationId);
+    void deviceRemoved(const QString& deviceId);
+    void stationConnectionStatusChanged(const QString& stationId, bool connected, bool isNVR);
+    void stationWifiConnectionStatusChanged(const QString& stationId, bool connected);
+    void stationNameChanged(const QString& stationId, const QString& name);
+    void stationTakenOverChanged(const QString& stationId, bool takenOver);
+    void failoverStatusChanged(const QString& redundantServerId, const QString& status, const QString& activeServerId);
+    void getLogicalTreePathIdsResponse(const QVariantList& pathIds);
+    void deviceInfoRetrieved(const QString& deviceId);
+    void cameraAndStationConnectionStatusRetrieved();
+    void refreshCameraInfoResp(bool completed, bool success, const QString& relayPath, const QString& camID);
+    void getAllWebPageResp(const QVariantList& allWebPage);
+    void notifyWebPageChanged(const QVariantList& webPages);
+    void webPageChanged();
+    void locationIDChanged(const QString& cameraId);
+    void restoreUngroupedDevicesFinished();
+    void serverDisconnected();
+
 private:
-    // A reply handler, bound to the handler's own parameters from (respData,
-    // pvContext, returnCode, part, origin).
-    struct CommandHandler
+    // One reply, or one part of it, as its handler sees it: this part's data,
+    // or on the last part of a gathered reply the whole.
+    struct Reply
     {
-        std::function<void(const QVariant&, void*, const QString&, ReplyPart, const QString&)> run;
+        QVariant data;
+        void* context = nullptr;
+        QString returnCode;
+        ReplyPart part;
+        QString origin;
+        bool succeeded() const;
+    };
+    using ReplyHandler = void (PluginTopologyMgt::*)(const Reply&);
+    using BroadcastHandler = void (PluginTopologyMgt::*)(const QVariant&);
+    struct ReplyRoute
+    {
+        const char* name;
+        // None when the reply carries nothing to act on.
+        ReplyHandler handler;
         // Whether the handler applies each part of a successful reply itself;
         // otherwise it runs once, on the last part, with the parts gathered.
-        bool takesParts = false;
+        bool takesParts;
     };
-    using EventAction = std::function<void(const QVariant&)>;
-
-    void initialCommandHandlerMap();
-    void initialEventActionMap();
+    struct BroadcastRoute
+    {
+        const char* name;
+        BroadcastHandler handler;
+        // What is logged instead of running the handler when the payload is
+        // null; none where a null payload is simply read as empty.
+        const char* nullPayloadLine;
+    };
+    // The routes by exact, case-sensitive name.
+    static const QHash<QString, const ReplyRoute*>& replyRoutes();
+    static const QHash<QString, const BroadcastRoute*>& broadcastRoutes();
 
     // Reply handlers.
-    void HandleRetrieveDevTopology(const QVariant& respData, const QString& returnCode, ReplyPart part = {});
-    void HandleRetrieveNodeInfo(const QVariant& respData, void* pvContext, const QString& returnCode, bool completed);
-    void HandleRetrieveRuleInfo(const QVariant& respData, void* pvContext, const QString& returnCode, bool completed);
-    void HandleRetrieveLoginStationInfo(const QVariant& respData, const QString& returnCode);
-    void HandleRetrieveSrvInfo(const QVariant& respData, const QString& returnCode);
-    void HandleExternalDevicesRetrieve(const QVariant& respData);
-    void HandleRetrieveLogicalTree(const QVariant& respData, const QString& returnCode, const QString& stationId,
-                                   ReplyPart part);
-    void HandleMoveLogicalTreeNode(const QString& returnCode);
-    void HandleRenameLogicalTreeFolder(const QVariant& respData, const QString& returnCode);
-    void HandleRemoveLogicalTreeItem(const QString& returnCode);
-    void HandleAddDeviceIntoLogicalTree(const QString& returnCode);
-    void HandleAddStationIntoLogicalTree(const QString& returnCode);
-    void HandleLookupLogicalTreePathId(const QVariant& respData);
-    void HandleRestoreUngroupedDevices();
-    void HandleGetFailoverStatus(const QVariant& respData, const QString& origin);
-    void HandleGetRedundantServersStatus(const QVariant& respData);
-    void HandleGetAllWebPageResponse(const QVariant& respData, const QString& returnCode, ReplyPart part);
-    bool replaceWebPages(const QVariant& pages);
-    bool sendWebPageRequest(const QString& requestName, const QVariant& arguments);
+    void HandleRetrieveDevTopology(const Reply& reply);
+    void HandleRetrieveNodeInfo(const Reply& reply);
+    void HandleRetrieveRuleInfo(const Reply& reply);
+    void HandleRetrieveLoginStationInfo(const Reply& reply);
+    void HandleRetrieveSrvInfo(const Reply& reply);
+    void HandleExternalDevicesRetrieve(const Reply& reply);
+    void HandleRetrieveLogicalTree(const Reply& reply);
+    void HandleMoveLogicalTreeNode(const Reply& reply);
+    void HandleRenameLogicalTreeFolder(const Reply& reply);
+    void HandleRemoveLogicalTreeItem(const Reply& reply);
+    void HandleAddDeviceIntoLogicalTree(const Reply& reply);
+    void HandleAddStationIntoLogicalTree(const Reply& reply);
+    void HandleLookupLogicalTreePathId(const Reply& reply);
+    void HandleRestoreUngroupedDevices(const Reply& reply);
+    void HandleGetFailoverStatus(const Reply& reply);
+    void HandleGetRedundantServersStatus(const Reply& reply);
+    void HandleGetAllWebPageResponse(const Reply& reply);
+    void HandleQryLocationInfo(const Reply& reply);
+    void HandleGetCameraStatusResp(const Reply& reply);
+    void HandleGetAllDiDoRefname(const Reply& reply);
+    void HandleGetSKYRCloudConnectionTimeoutList(const Reply& reply);
+    void HandleGetWifiStatus(const Reply& reply);
 
     // Broadcast handlers.
     void HandleBroadcastCamInsertLogical(const QVariant& notify);
@@ -312,88 +345,13 @@ private:
     void HandleBroadcastRemoveLogicalTreeFolder(const QVariant& notify);
     void HandleBroadcastFailoverStatusChanged(const QVariant& notify);
     void HandleBroadcastWebPageChanged(const QVariant& notify);
-    QAbstractItemModel* createAdvancedLogicalTreeModel(QObject* parent, bool showIoDevices);
-    // Both failover controls follow every status report.
-    void updateFailoverStatus(const QVariant& status);
-
-    // Feeding the logical tree from the device tree.
-    QVariantMap fillCameraNameToLogicalTree(const QVariantMap& treeNode) const;
-    QVariantMap withCameraName(const QVariantMap& treeNode) const;
-    QVariantList addDiDoNumToLogicalTreeCameraData(const QVariantList& cameras) const;
-    void updateStationDiDoInLogicalTreeModel(const std::vector<QVariantMap>& stations);
-
-    void emitDiDoNodeChangedSignal(const std::vector<QVariantMap>& records);
-    void storeDiDoStates(const std::vector<QVariantMap>& records);
-    void storeDiDoState(const QString& nodeId, int inputCount, int outputCount);
-
-    LogicalTreeTopologyDataModel* m_topologyDataModel = nullptr;
-    LogicalTreeValidCameraDataModel* m_validCameraDataModel = nullptr;
-    QSharedPointer<IListToFileWriter> m_listToFileWriter;
-    ListFileLocations m_listFileLocations;
-    // The failover control that shows redundant servers, and the one that hides them.
-    StandardFailoverControl* m_failoverControl = nullptr;
-    StandardFailoverControl* m_failoverControlWithoutRedundantServer = nullptr;
-    std::map<QString, EventAction> m_eventActionMap;
-    std::map<QString, CommandHandler> m_commandHandlerMap;
-    // Every context handed out with a request, until its reply has ended.
-    RequestContextRegistry m_requestContexts;
-    // Where each reply in several parts stands.
-    ReplyParts m_replyParts;
-    // Stations whose node list the reply now arriving has already replaced.
-    QSet<QString> m_nodeListsReplaced;
-    NodeDataCommander m_commander;
-    DeviceTree m_deviceTree;
-    TopologyPayloadParser m_payloadParser{m_deviceTree};
-    LogicalTree m_logicalTree;
-    StandalonePlayerPlaylist m_playlist;
-    // The last logical tree the servers sent, as sent; replaced by each successful retrieval.
-    QVariantMap m_logicalTreeServerMap;
-    // Camera identifier -> the camera information record built from the node information answers.
-    QMap<QString, QVariantMap> m_cameraInfoMap;
-    // Node identifier -> the on/off state of each digital input and output.
-    struct DiDoState
-    {
-        QList<bool> inputs;
-        QList<bool> outputs;
-    };
-    QHash<QString, DiDoState> m_diDoStates;
-    std::shared_ptr<WebPageTreeModelController> m_webPageController;
-    QString m_clientId;
-    int m_trailing = 0;
-
-    // ---- Live status, topology changes and recording locations ----------------
-public:
-    // What the status handlers last announced of a camera: "connectedRole",
-    // "recordingRole", "useEdgeRecordingRole", "edgeRecordingStreamRole", "nameRole".
-    QVariantMap cameraStatus(const QString& cameraId) const { return m_cameraStatusTable.value(cameraId); }
-
-    // Location identifier -> {"groupName", "streamIndex", "available"} of every
-    // location that records the channel.
-    QMap<QString, QVariantMap> streamInfo(const QString& nodeId) const { return m_streamInfoMap.value(nodeId); }
-    QString findNodeIDFromLocation(const QString& locationId) const;
-
-    QVariantList parseRemovedCameras(const QVariantMap& locations) const;
-    QStringList parseRemovingRemovedCameras(const QVariantList& removedLocations) const;
-    std::vector<QVariantMap> parseDiDoRefNames(const QVariantList& items) const;
-
-private:
-    // Replies.
-    void HandleQryLocationInfo(const QVariant& respData, const QString& returnCode, ReplyPart part = {});
-    void HandleGetCameraStatusResp(const QVariant& respData, const QString& returnCode);
-    void HandleGetAllDiDoRefname(const QVariant& respData);
-    void HandleGetSKYRCloudConnectionTimeoutList(const QVariant& respData, const QString& returnCode);
-    // Reply and broadcast.
-    void HandleWifiStatus(const QVariant& notify);
-
-    // Status broadcasts.
     void HandleNotifyCamStatusChanged(const QVariant& notify);
     void HandleBroadcastStationStatus(const QVariant& notify);
+    void HandleWifiStatus(const QVariant& notify);
     void handleNotifyEvent(const QVariant& notify);
     void HandleBroadcastDIDORefNameChange(const QVariant& notify);
     void HandleBroadcastSKYRCloudDeviceConnectionTimeout(const QVariant& notify);
     void HandleBroadcastSKYRCloudDeviceReconnected(const QVariant& notify);
-
-    // Topology broadcasts.
     void HandleBroadcastCamInsert(const QVariant& notify);
     void HandleBroadcastCamChange(const QVariant& notify);
     void HandleBroadcastStationInsert(const QVariant& notify);
@@ -404,31 +362,50 @@ private:
     void HandleBroadcastMulticastInfoChanged(const QVariant& notify);
     void HandleBroadcastExtDevRemove(const QVariant& notify);
     void HandleBroadcastNodeRemoved(const QVariant& notify);
-
-    // Location broadcasts.
     void HandleBroadcastChnlAdded(const QVariant& notify);
     void HandleBroadcastChnlRemoved(const QVariant& notify);
     void HandleBroadcastLocRemoved(const QVariant& notify);
+    void HandleBroadcastLocationChange(const QVariant& notify);
 
     void handleDiDoEvent(const QString& nodeId, const QString& eventType, const QVariantMap& event);
     void handleCameraSettingsEvent(const QVariantMap& event);
-    void setDiDoPortState(const QString& nodeId, int portKind, int portIndex, bool active);
-    void rememberCameraStatuses(const std::vector<QVariantMap>& cameraRecords);
-    void rememberCameraStatus(const QString& cameraId, const QVariantMap& status);
+    void emitDiDoNodeChangedSignal(const std::vector<QVariantMap>& records);
+    void applyLocationAnswer(const QVariantMap& locations, ReplyPart part);
     void forgetNodes(const QStringList& nodeIds);
-    void removeStationIoDevices(const QString& stationId);
     void replaceRemovedCameras(const QString& stationId, const QVariantList& removedCameras);
-    void clearConnectionTables();
+    void removeRemovedCameras(const QString& stationId, const QStringList& cameraIds);
+    bool replaceWebPages(const QVariant& pages);
+    bool sendWebPageRequest(const QString& requestName, const QVariant& arguments);
+    QAbstractItemModel* createAdvancedLogicalTreeModel(QObject* parent, bool showIoDevices);
+    // Both failover controls follow every status report.
+    void updateFailoverStatus(const QVariant& status);
 
-    void updateLocationInfoModel(const QVariantMap& locations);
-    void updateLocationInfoForEdgeRecordingCamera(const QString& camId);
-    void updateEdgeRecordingLocations(const std::vector<QVariantMap>& cameraRecords);
-    QString moveToAvailableLocation(const QString& nodeId);
-
-    // Camera id -> what the status handlers last announced of it.
-    QMap<QString, QVariantMap> m_cameraStatusTable;
-    // Channel node id -> where playback finds its recordings now.
-    QMap<QString, QVariantMap> m_locationInfoMap;
-    // Channel node id -> location id -> {"groupName", "streamIndex", "available"}.
-    QMap<QString, QMap<QString, QVariantMap>> m_streamInfoMap;
+    LogicalTreeTopologyDataModel* m_topologyDataModel = nullptr;
+    LogicalTreeValidCameraDataModel* m_validCameraDataModel = nullptr;
+    QSharedPointer<IListToFileWriter> m_listToFileWriter;
+    ListFileLocations m_listFileLocations;
+    // The failover control that shows redundant servers, and the one that hides them.
+    StandardFailoverControl* m_failoverControl = nullptr;
+    StandardFailoverControl* m_failoverControlWithoutRedundantServer = nullptr;
+    // Every context handed out with a request, until its reply has ended.
+    RequestContextRegistry m_requestContexts;
+    // Where each reply in several parts stands.
+    ReplyParts m_replyParts;
+    // Stations whose node list the reply now arriving has already replaced.
+    QSet<QString> m_nodeListsReplaced;
+    NodeDataCommander m_commander;
+    DeviceTree m_deviceTree;
+    TopologyPayloadParser m_payloadParser{m_deviceTree};
+    LogicalTree m_logicalTree;
+    LogicalTreeFeeder m_logicalTreeFeeder{m_deviceTree, m_logicalTree};
+    StandalonePlayerPlaylist m_playlist;
+    // The last logical tree the servers sent, as sent; replaced by each successful retrieval.
+    QVariantMap m_logicalTreeServerMap;
+    // Camera identifier -> the camera information record built from the node information answers.
+    QMap<QString, QVariantMap> m_cameraInfoMap;
+    CameraStatusTable m_cameraStatuses;
+    DiDoStateTable m_diDoStates;
+    RecordingLocations m_locations{m_deviceTree};
+    std::shared_ptr<WebPageTreeModelController> m_webPageController;
+    QString m_clientId;
 };

@@ -2,71 +2,80 @@
 
 #include "DeviceNodeFactory.h"
 #include "ModuleLog.h"
+#include "NodeSubtree.h"
 #include "PayloadFields.h"
 
 #include <QSet>
 
-// Broadcasts are routed by their exact, case-sensitive names (some of them
-// misspelt or lower-case, as the servers send them). Every handler takes the
-// event's payload only.
-void PluginTopologyMgt::initialEventActionMap()
+// One row per broadcast name: exact and case-sensitive, some of them misspelt
+// or lower-case, as the servers send them. Every handler takes the event's
+// payload only.
+const QHash<QString, const PluginTopologyMgt::BroadcastRoute*>& PluginTopologyMgt::broadcastRoutes()
 {
     using Self = PluginTopologyMgt;
-    const auto bind = [this](void (Self::*handler)(const QVariant&)) -> EventAction {
-        return [this, handler](const QVariant& notify) { (this->*handler)(notify); };
+    static const BroadcastRoute routes[] = {
+        {"NotifyStationStatus", &Self::HandleBroadcastStationStatus, nullptr},
+        {"NotifyWifiStatusChange", &Self::HandleWifiStatus, nullptr},
+        {"NotifyCameraStatus", &Self::HandleNotifyCamStatusChanged,
+         "PluginTopologyMgt::HandleNotifyCamStatusChanged, HandleNotifyCamStatusChanged : notify is null"},
+        {"NotifyNodeRemove", &Self::HandleBroadcastNodeRemoved,
+         "PluginTopologyMgt::HandleBroadcastNodeRemoved, HandleBroadcastNodeRemoved : notify is null"},
+        {"NotifyCamInsert", &Self::HandleBroadcastCamInsert,
+         "PluginTopologyMgt::HandleBroadcastCamInsert, HanldeBroadcastCamInsert : notify is null"},
+        {"NotifyStationInsert", &Self::HandleBroadcastStationInsert,
+         "PluginTopologyMgt::HandleBroadcastStationInsert, HanldeBroadcastStationInsert : notify is null"},
+        {"NotifyStationChange", &Self::HandleBroadcastStationChange,
+         "PluginTopologyMgt::HandleBroadcastStationChange, HandleBroadcastStationChange : notify is null"},
+        {"NotifyStationInfoChange", &Self::HandleBroadcastStationInfoChange,
+         "PluginTopologyMgt::HandleBroadcastStationInfoChange, HandleBroadcastStationInfoChange : notify is null"},
+        {"NotifyCameraChange", &Self::HandleBroadcastCamChange,
+         "PluginTopologyMgt::HandleBroadcastCamChange, HandleBroadcastCamChange : notify is null"},
+        {"NotifyLocationRemove", &Self::HandleBroadcastLocRemoved,
+         "PluginTopologyMgt::HandleBroadcastLocRemoved, HandleBroadcastLocRemoved : notify is null"},
+        {"NotifyChannelAdd", &Self::HandleBroadcastChnlAdded,
+         "PluginTopologyMgt::HandleBroadcastChnlAdded, HandleBroadcastChnlAdded : notify is null"},
+        {"NotifyChannelRemove", &Self::HandleBroadcastChnlRemoved,
+         "PluginTopologyMgt::HandleBroadcastChnlRemoved, HandleBroadcastChnlRemoved : notify is null"},
+        {"NotifyLocationChange", &Self::HandleBroadcastLocationChange, nullptr},
+        {"NotifySrvPortChange", &Self::HandleBroadcastSrvPortChange,
+         "PluginTopologyMgt::HandleBroadcastSrvPortChange, notify is null"},
+        {"NotifyRelayInfoChange", &Self::HandleBroadcastRelayInfoChange,
+         "PluginTopologyMgt::HandleBroadcastRelayInfoChange, notify is null"},
+        {"NotifyDIDORefNameChange", &Self::HandleBroadcastDIDORefNameChange, nullptr},
+        {"NotifyExternalDeviceRemove", &Self::HandleBroadcastExtDevRemove, nullptr},
+        {"NotifyCameraEvent", &Self::handleNotifyEvent, nullptr},
+        {"NotifyExternalIODeviceStatus", &Self::handleNotifyEvent, nullptr},
+        {"NotifyStationDIDOStatus", &Self::handleNotifyEvent, nullptr},
+        {"NotifyCameraSettingsChanged", &Self::handleNotifyEvent, nullptr},
+        {"NotifyStationMulticastChange", &Self::HandleBroadcastMulticastInfoChanged, nullptr},
+        {"notifySKYRCloudDeviceConnectionTimeout", &Self::HandleBroadcastSKYRCloudDeviceConnectionTimeout, nullptr},
+        {"notifySKYRCloudDeviceReconnected", &Self::HandleBroadcastSKYRCloudDeviceReconnected, nullptr},
+        {"NotifyCamInsertLogical", &Self::HandleBroadcastCamInsertLogical,
+         "PluginTopologyMgt::HandleBroadcastCamInsertLogical, notify is null"},
+        {"NotifyCamRemoveLogical", &Self::HandleBroadcastCamDeleteLogical, nullptr},
+        {"notifyLogicalTreeNodeMoved", &Self::HandleBroadcastMoveLogicalTreeNode,
+         "PluginTopologyMgt::HandleBroadcastMoveLogicalTreeNode, notify is null"},
+        {"NotifyFolderCreatedLogical", &Self::HandleBroadcastInsertLogicalFolder, nullptr},
+        {"nofifyRenameLogicalTreeFolder", &Self::HandleBroadcastRenameLogicalTreeNode, nullptr},
+        {"notifyRemoveLogicalTreeFolder", &Self::HandleBroadcastRemoveLogicalTreeFolder,
+         "PluginTopologyMgt::HandleBroadcastRemoveLogicalTreeFolder, notify is null"},
+        {"FailoverStatusChange", &Self::HandleBroadcastFailoverStatusChanged, nullptr},
+        {"NotifyWebPageChanged", &Self::HandleBroadcastWebPageChanged, nullptr},
     };
-    m_eventActionMap.emplace(QStringLiteral("NotifyStationStatus"), bind(&Self::HandleBroadcastStationStatus));
-    m_eventActionMap.emplace(QStringLiteral("NotifyWifiStatusChange"), bind(&Self::HandleWifiStatus));
-    m_eventActionMap.emplace(QStringLiteral("NotifyCameraStatus"), bind(&Self::HandleNotifyCamStatusChanged));
-    m_eventActionMap.emplace(QStringLiteral("NotifyNodeRemove"), bind(&Self::HandleBroadcastNodeRemoved));
-    m_eventActionMap.emplace(QStringLiteral("NotifyCamInsert"), bind(&Self::HandleBroadcastCamInsert));
-    m_eventActionMap.emplace(QStringLiteral("NotifyStationInsert"), bind(&Self::HandleBroadcastStationInsert));
-    m_eventActionMap.emplace(QStringLiteral("NotifyStationChange"), bind(&Self::HandleBroadcastStationChange));
-    m_eventActionMap.emplace(QStringLiteral("NotifyStationInfoChange"), bind(&Self::HandleBroadcastStationInfoChange));
-    m_eventActionMap.emplace(QStringLiteral("NotifyCameraChange"), bind(&Self::HandleBroadcastCamChange));
-    m_eventActionMap.emplace(QStringLiteral("NotifyLocationRemove"), bind(&Self::HandleBroadcastLocRemoved));
-    m_eventActionMap.emplace(QStringLiteral("NotifyChannelAdd"), bind(&Self::HandleBroadcastChnlAdded));
-    m_eventActionMap.emplace(QStringLiteral("NotifyChannelRemove"), bind(&Self::HandleBroadcastChnlRemoved));
-    // A location change carries the same payload as the answer to a location query.
-    m_eventActionMap.emplace(QStringLiteral("NotifyLocationChange"),
-                             [this](const QVariant& notify) { HandleQryLocationInfo(notify, QStringLiteral("0")); });
-    m_eventActionMap.emplace(QStringLiteral("NotifySrvPortChange"), bind(&Self::HandleBroadcastSrvPortChange));
-    m_eventActionMap.emplace(QStringLiteral("NotifyRelayInfoChange"), bind(&Self::HandleBroadcastRelayInfoChange));
-    m_eventActionMap.emplace(QStringLiteral("NotifyDIDORefNameChange"), bind(&Self::HandleBroadcastDIDORefNameChange));
-    m_eventActionMap.emplace(QStringLiteral("NotifyExternalDeviceRemove"), bind(&Self::HandleBroadcastExtDevRemove));
-    m_eventActionMap.emplace(QStringLiteral("NotifyCameraEvent"), bind(&Self::handleNotifyEvent));
-    m_eventActionMap.emplace(QStringLiteral("NotifyExternalIODeviceStatus"), bind(&Self::handleNotifyEvent));
-    m_eventActionMap.emplace(QStringLiteral("NotifyStationDIDOStatus"), bind(&Self::handleNotifyEvent));
-    m_eventActionMap.emplace(QStringLiteral("NotifyStationMulticastChange"),
-                             bind(&Self::HandleBroadcastMulticastInfoChanged));
-    m_eventActionMap.emplace(QStringLiteral("notifySKYRCloudDeviceConnectionTimeout"),
-                             bind(&Self::HandleBroadcastSKYRCloudDeviceConnectionTimeout));
-    m_eventActionMap.emplace(QStringLiteral("notifySKYRCloudDeviceReconnected"),
-                             bind(&Self::HandleBroadcastSKYRCloudDeviceReconnected));
-    m_eventActionMap.emplace(QStringLiteral("NotifyCameraSettingsChanged"), bind(&Self::handleNotifyEvent));
-    m_eventActionMap.emplace(QStringLiteral("NotifyCamInsertLogical"), bind(&Self::HandleBroadcastCamInsertLogical));
-    m_eventActionMap.emplace(QStringLiteral("NotifyCamRemoveLogical"), bind(&Self::HandleBroadcastCamDeleteLogical));
-    m_eventActionMap.emplace(QStringLiteral("notifyLogicalTreeNodeMoved"),
-                             bind(&Self::HandleBroadcastMoveLogicalTreeNode));
-    m_eventActionMap.emplace(QStringLiteral("NotifyFolderCreatedLogical"),
-                             bind(&Self::HandleBroadcastInsertLogicalFolder));
-    m_eventActionMap.emplace(QStringLiteral("nofifyRenameLogicalTreeFolder"),
-                             bind(&Self::HandleBroadcastRenameLogicalTreeNode));
-    m_eventActionMap.emplace(QStringLiteral("notifyRemoveLogicalTreeFolder"),
-                             bind(&Self::HandleBroadcastRemoveLogicalTreeFolder));
-    m_eventActionMap.emplace(QStringLiteral("FailoverStatusChange"), bind(&Self::HandleBroadcastFailoverStatusChanged));
-    m_eventActionMap.emplace(QStringLiteral("NotifyWebPageChanged"), bind(&Self::HandleBroadcastWebPageChanged));
+    static const QHash<QString, const BroadcastRoute*> byName = [] {
+        QHash<QString, const BroadcastRoute*> index;
+        for (const BroadcastRoute& route : routes)
+            index.insert(QString::fromLatin1(route.name), &route);
+        return index;
+    }();
+    return byName;
 }
 
 // ---- Logical tree broadcasts -----------------------------------------------
 
 void PluginTopologyMgt::HandleBroadcastCamInsertLogical(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, notify is null", "PluginTopologyMgt::HandleBroadcastCamInsertLogical");
-        return;
-    }
-    m_logicalTree.insertCameraNodes(addDiDoNumToLogicalTreeCameraData(notify.toList()));
+    m_logicalTreeFeeder.insertCameras(notify.toList());
 }
 
 void PluginTopologyMgt::HandleBroadcastCamDeleteLogical(const QVariant& notify)
@@ -76,10 +85,6 @@ void PluginTopologyMgt::HandleBroadcastCamDeleteLogical(const QVariant& notify)
 
 void PluginTopologyMgt::HandleBroadcastMoveLogicalTreeNode(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, notify is null", "PluginTopologyMgt::HandleBroadcastMoveLogicalTreeNode");
-        return;
-    }
     const QVariantMap move = notify.toMap();
     m_logicalTree.moveNodes(PayloadFields::textListOf(move, "moveSourceIDList"),
                             PayloadFields::textOf(move, "moveDestinationID"));
@@ -101,10 +106,6 @@ void PluginTopologyMgt::HandleBroadcastRenameLogicalTreeNode(const QVariant& not
 
 void PluginTopologyMgt::HandleBroadcastRemoveLogicalTreeFolder(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, notify is null", "PluginTopologyMgt::HandleBroadcastRemoveLogicalTreeFolder");
-        return;
-    }
     const QVariantMap removal = notify.toMap();
     const QStringList folders = PayloadFields::textListOf(removal, "folderIDList");
     if (removal.value(QStringLiteral("keepContents")).toBool())
@@ -137,18 +138,13 @@ void PluginTopologyMgt::HandleBroadcastWebPageChanged(const QVariant& notify)
 // ---- Status broadcasts -------------------------------------------------------
 //
 // Handlers read their payload, change the stores (device tree, logical tree,
-// the plug-in's tables), and only then emit, so that a listener finds the new
+// the status tables), and only then emit, so that a listener finds the new
 // state. An event that names no node is dropped: the empty identifier is the
 // login station's, and a missing key must not change it.
 
 namespace {
 
 using PayloadFields::textOf;
-
-QString childNodeId(const QString& stationId, const QString& localId)
-{
-    return stationId.isEmpty() ? localId : stationId + QLatin1Char('/') + localId;
-}
 
 bool isStationEvent(const QVariant& notify)
 {
@@ -158,53 +154,15 @@ bool isStationEvent(const QVariant& notify)
 
 void PluginTopologyMgt::HandleNotifyCamStatusChanged(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, HandleNotifyCamStatusChanged : notify is null",
-                           "PluginTopologyMgt::HandleNotifyCamStatusChanged");
-        return;
-    }
     const QVariantList statuses = notify.toList();
-
-    // A camera listed twice counts by its last entry, and is news only when that
-    // differs from what was last announced.
-    QMap<QString, bool> lastConnected;
-    QMap<QString, bool> lastRecording;
-    for (const QVariant& entry : statuses) {
-        const QVariantMap status = entry.toMap();
-        const QString cameraId = textOf(status, "camUID");
-        if (!m_cameraStatusTable.contains(cameraId))
-            continue;
-        lastConnected.insert(cameraId, status.value(QStringLiteral("connected")).toBool());
-        lastRecording.insert(cameraId, status.value(QStringLiteral("recording")).toBool());
-        if (status.value(QStringLiteral("useEdgeRecording")).toBool())
-            updateLocationInfoForEdgeRecordingCamera(cameraId);
-    }
-    QMap<QString, bool> connectionChanges;
-    QMap<QString, bool> recordingChanges;
-    for (auto it = lastConnected.cbegin(); it != lastConnected.cend(); ++it) {
-        const QVariantMap& announced = m_cameraStatusTable[it.key()];
-        if (announced.value(QStringLiteral("connectedRole")).toBool() != it.value())
-            connectionChanges.insert(it.key(), it.value());
-        if (announced.value(QStringLiteral("recordingRole")).toBool() != lastRecording.value(it.key()))
-            recordingChanges.insert(it.key(), lastRecording.value(it.key()));
-    }
-
+    const CameraStatusTable::Changes changes = m_cameraStatuses.apply(statuses);
+    for (const QString& cameraId : changes.edgeRecording)
+        m_locations.addEdgeRecording(cameraId);
     m_deviceTree.updateCameraStatus(statuses);
-    for (const QVariant& entry : statuses) {
-        const QVariantMap status = entry.toMap();
-        const QString cameraId = textOf(status, "camUID");
-        if (cameraId.isEmpty())
-            continue;
-        QVariantMap& row = m_cameraStatusTable[cameraId];
-        row.insert(QStringLiteral("connectedRole"), status.value(QStringLiteral("connected")).toBool());
-        row.insert(QStringLiteral("recordingRole"), status.value(QStringLiteral("recording")).toBool());
-        row.insert(QStringLiteral("useEdgeRecordingRole"), status.value(QStringLiteral("useEdgeRecording")).toBool());
-        row.insert(QStringLiteral("edgeRecordingStreamRole"), status.value(QStringLiteral("edgeRecordingStream")).toInt());
-    }
 
-    for (auto it = connectionChanges.cbegin(); it != connectionChanges.cend(); ++it)
+    for (auto it = changes.connection.cbegin(); it != changes.connection.cend(); ++it)
         emit nodeStatusChanged(StandardTopologyModel::CameraNode, it.key(), it.value());
-    for (auto it = recordingChanges.cbegin(); it != recordingChanges.cend(); ++it)
+    for (auto it = changes.recording.cbegin(); it != changes.recording.cend(); ++it)
         emit cameraRecordingStatusChanged(it.key(), it.value());
 }
 
@@ -232,7 +190,7 @@ void PluginTopologyMgt::HandleBroadcastStationStatus(const QVariant& notify)
         m_deviceTree.updateStationConnected(stationId, connected);
     }
     if (!connected)
-        removeStationIoDevices(stationId);
+        m_logicalTreeFeeder.removeStationIoDevices(stationId);
     if (known && connected)
         retrieveAllDeviceTopology(stationId);
 
@@ -284,8 +242,8 @@ void PluginTopologyMgt::handleDiDoEvent(const QString& nodeId, const QString& ev
     levelChange.insert(QStringLiteral("Index"), index);
     levelChange.insert(QStringLiteral("Value"), port.value(QStringLiteral("Value")));
     m_logicalTree.updateDiDoValues(levelChange);
-    setDiDoPortState(nodeId, isInput ? LogicalTreeModel::DigitalInput : LogicalTreeModel::DigitalOutput, index - 1,
-                     active);
+    m_diDoStates.setPort(nodeId, isInput ? DiDoStateTable::PortKind::Input : DiDoStateTable::PortKind::Output, index,
+                         active);
 
     if (isInput)
         emit diStatusChanged(nodeId, index, active);
@@ -354,13 +312,9 @@ void PluginTopologyMgt::HandleBroadcastSKYRCloudDeviceReconnected(const QVariant
 
 void PluginTopologyMgt::HandleBroadcastCamInsert(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, HanldeBroadcastCamInsert : notify is null", "PluginTopologyMgt::HandleBroadcastCamInsert");
-        return;
-    }
     const QStringList inserted = m_deviceTree.insertNewCameraNodes(notify.toList());
     for (const QString& cameraId : inserted) {
-        rememberCameraStatus(
+        m_cameraStatuses.remember(
             cameraId,
             {{QStringLiteral("connectedRole"), m_deviceTree.data(cameraId, StandardTopologyModel::connectedRole).toBool()},
              {QStringLiteral("recordingRole"), m_deviceTree.data(cameraId, StandardTopologyModel::recordingRole).toBool()},
@@ -379,19 +333,13 @@ void PluginTopologyMgt::HandleBroadcastCamInsert(const QVariant& notify)
 // camera the table does not hold is not added by its rename.
 void PluginTopologyMgt::HandleBroadcastCamChange(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, HandleBroadcastCamChange : notify is null", "PluginTopologyMgt::HandleBroadcastCamChange");
-        return;
-    }
     const QVariantMap change = notify.toMap();
     const QString cameraId = textOf(change, "camUID");
     if (cameraId.isEmpty())
         return;
     const QString name = DeviceNodeFactory::cleanDisplayName(textOf(change, "name"));
     m_deviceTree.updateNodeName(cameraId, name);
-    const auto status = m_cameraStatusTable.find(cameraId);
-    if (status != m_cameraStatusTable.end())
-        status->insert(QStringLiteral("nameRole"), name);
+    m_cameraStatuses.rename(cameraId, name);
     const auto info = m_cameraInfoMap.find(cameraId);
     if (info != m_cameraInfoMap.end())
         info->insert(QStringLiteral("nameRole"), name);
@@ -400,11 +348,6 @@ void PluginTopologyMgt::HandleBroadcastCamChange(const QVariant& notify)
 
 void PluginTopologyMgt::HandleBroadcastStationInsert(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, HanldeBroadcastStationInsert : notify is null",
-                           "PluginTopologyMgt::HandleBroadcastStationInsert");
-        return;
-    }
     const QVariantList stations = notify.toList();
     const QStringList added = m_deviceTree.insertNewStationNodes(stations);
     QSet<QString> inserted(added.cbegin(), added.cend());
@@ -421,11 +364,6 @@ void PluginTopologyMgt::HandleBroadcastStationInsert(const QVariant& notify)
 
 void PluginTopologyMgt::HandleBroadcastStationChange(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, HandleBroadcastStationChange : notify is null",
-                           "PluginTopologyMgt::HandleBroadcastStationChange");
-        return;
-    }
     if (!isStationEvent(notify))
         return;
     const QVariantMap change = notify.toMap();
@@ -437,29 +375,16 @@ void PluginTopologyMgt::HandleBroadcastStationChange(const QVariant& notify)
 
 void PluginTopologyMgt::HandleBroadcastStationInfoChange(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, HandleBroadcastStationInfoChange : notify is null",
-                           "PluginTopologyMgt::HandleBroadcastStationInfoChange");
-        return;
-    }
     m_deviceTree.updateStationInfo(notify.toMap());
 }
 
 void PluginTopologyMgt::HandleBroadcastSrvPortChange(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, notify is null", "PluginTopologyMgt::HandleBroadcastSrvPortChange");
-        return;
-    }
     m_deviceTree.updateServerPort(notify.toMap());
 }
 
 void PluginTopologyMgt::HandleBroadcastRelayInfoChange(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, notify is null", "PluginTopologyMgt::HandleBroadcastRelayInfoChange");
-        return;
-    }
     m_deviceTree.updateServerRelayInfo(notify.toMap());
 }
 
@@ -481,7 +406,7 @@ void PluginTopologyMgt::HandleBroadcastExtDevRemove(const QVariant& notify)
         if (id.isEmpty())
             continue;
         const bool whole = stationId.isEmpty() || id.startsWith(stationPrefix);
-        deviceIds.append(whole ? id : childNodeId(stationId, id));
+        deviceIds.append(whole ? id : NodeSubtree::childId(stationId, id));
         localIds.append(whole && !stationId.isEmpty() ? id.mid(stationPrefix.size()) : id);
     }
     if (deviceIds.isEmpty())
@@ -498,11 +423,6 @@ void PluginTopologyMgt::HandleBroadcastExtDevRemove(const QVariant& notify)
 // as the station's own lists do.
 void PluginTopologyMgt::HandleBroadcastNodeRemoved(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, HandleBroadcastNodeRemoved : notify is null",
-                           "PluginTopologyMgt::HandleBroadcastNodeRemoved");
-        return;
-    }
     const QVariantMap removal = notify.toMap();
     const QString stationId = textOf(removal, "parentStationID");
     QStringList nodeIds = PayloadFields::textListOf(removal, "nodeList");
@@ -512,17 +432,9 @@ void PluginTopologyMgt::HandleBroadcastNodeRemoved(const QVariant& notify)
     m_deviceTree.removeNodes(nodeIds);
     forgetNodes(nodeIds);
 
-    QVariantList removedCameras;
-    if (textOf(removal, "method") == QLatin1String("RemoveEntry") && nodeType == QLatin1String("Camera")) {
-        for (const QString& nodeId : std::as_const(nodeIds)) {
-            const auto location = m_locationInfoMap.constFind(nodeId);
-            if (location == m_locationInfoMap.cend())
-                continue;
-            removedCameras.append(QVariantMap{
-                {QStringLiteral("camID"), location->value(QStringLiteral("camIDRole")).toString().section(QLatin1Char('/'), -1)},
-                {QStringLiteral("camName"), location->value(QStringLiteral("nameRole"))}});
-        }
-    }
+    const bool keepsRecordings =
+        textOf(removal, "method") == QLatin1String("RemoveEntry") && nodeType == QLatin1String("Camera");
+    const QVariantList removedCameras = keepsRecordings ? m_locations.removedCamerasFor(nodeIds) : QVariantList();
     if (!removedCameras.isEmpty())
         replaceRemovedCameras(stationId, removedCameras);
 
@@ -537,128 +449,40 @@ void PluginTopologyMgt::HandleBroadcastNodeRemoved(const QVariant& notify)
 
 // ---- Location broadcasts -----------------------------------------------------
 
+// A location change carries the same payload as the answer to a location query.
+void PluginTopologyMgt::HandleBroadcastLocationChange(const QVariant& notify)
+{
+    applyLocationAnswer(notify.toMap(), ReplyPart{});
+}
+
 void PluginTopologyMgt::HandleBroadcastChnlAdded(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, HandleBroadcastChnlAdded : notify is null", "PluginTopologyMgt::HandleBroadcastChnlAdded");
-        return;
-    }
-    const QVariantMap added = notify.toMap();
-    const QVariantMap channel = added.value(QStringLiteral("chnlInfo")).toMap();
-    const QString relayPath = textOf(added, "relayPath");
-    const QString alias = textOf(channel, "CamName");
-    const QString locationId = textOf(channel, "Loc");
-    if (alias.isEmpty() || locationId.isEmpty())
-        return;
-    const QString nodeId = childNodeId(relayPath, alias);
-    const int stream = channel.value(QStringLiteral("Stream")).toInt();
-
-    if (!locationId.contains(QLatin1String("_Sub"))) {
-        m_locationInfoMap.insert(
-            nodeId, QVariantMap{{QStringLiteral("nameRole"), DeviceNodeFactory::cleanDisplayName(textOf(channel, "CamRefName"))},
-                                {QStringLiteral("relayPathRole"), relayPath},
-                                {QStringLiteral("locationRole"), locationId},
-                                {QStringLiteral("camIDRole"), alias},
-                                {QStringLiteral("liveRole"), true},
-                                {QStringLiteral("queryFromRole"), 0},
-                                {QStringLiteral("availableRole"), true},
-                                {QStringLiteral("streamIndexRole"), stream}});
-    }
-    m_streamInfoMap[nodeId].insert(locationId, QVariantMap{{QStringLiteral("groupName"), textOf(channel, "GrpName")},
-                                                           {QStringLiteral("streamIndex"), stream},
-                                                           {QStringLiteral("available"), true}});
+    m_locations.addChannel(notify.toMap());
 }
 
-// "RemoveEntry" leaves the recordings listed but unreachable: the location is
-// marked unavailable (in the channel's record too when it is the one in use), so
-// that the next available location replaces it. "RemoveMedia" deletes them: the
-// location is marked unavailable and a channel playing from it moves to one that
-// still has recordings.
 void PluginTopologyMgt::HandleBroadcastChnlRemoved(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, HandleBroadcastChnlRemoved : notify is null",
-                           "PluginTopologyMgt::HandleBroadcastChnlRemoved");
-        return;
-    }
     const QVariantMap removed = notify.toMap();
-    const QVariantMap channel = removed.value(QStringLiteral("chnlInfo")).toMap();
-    const QString nodeId = childNodeId(textOf(removed, "relayPath"), textOf(channel, "CamName"));
-    const QString method = textOf(channel, "Method");
-    const QString locationId = textOf(channel, "Loc");
-
-    const auto record = m_locationInfoMap.find(nodeId);
-    if (record == m_locationInfoMap.end()) {
-        TOPOLOGY_LOG_INFO("Location removed, but camera not found, nodeID:%s", nodeId);
-        return;
-    }
-    const bool inUse = record->value(QStringLiteral("locationRole")).toString() == locationId;
-    const auto streams = m_streamInfoMap.find(nodeId);
-    const bool listed = streams != m_streamInfoMap.end() && streams->contains(locationId);
-    if (method == QLatin1String("RemoveEntry")) {
-        if (!listed) {
-            TOPOLOGY_LOG_INFO("Channel removed, but location not found, nodeID:%s, locID:%s", nodeId, locationId);
-            return;
-        }
-        (*streams)[locationId].insert(QStringLiteral("available"), false);
-        if (inUse)
-            record->insert(QStringLiteral("availableRole"), false);
-    } else if (method == QLatin1String("RemoveMedia")) {
-        if (listed)
-            (*streams)[locationId].insert(QStringLiteral("available"), false);
-        if (inUse && !moveToAvailableLocation(nodeId).isEmpty())
-            emit locationIDChanged(nodeId);
-    }
+    if (m_locations.removeChannel(removed))
+        emit locationIDChanged(NodeSubtree::childId(textOf(removed, "relayPath"),
+                                                    textOf(removed.value(QStringLiteral("chnlInfo")).toMap(), "CamName")));
 }
 
-// The station's channels lose the removed locations from their stream
-// information. A channel that was playing from one of them moves to a location
-// that still has its recordings; a removed camera left without any goes from
-// both trees and from the location tables, since nothing of it can be played.
+// A removed camera left without recordings goes from both trees too.
 void PluginTopologyMgt::HandleBroadcastLocRemoved(const QVariant& notify)
 {
-    if (notify.isNull()) {
-        TOPOLOGY_LOG_ERROR("%s, HandleBroadcastLocRemoved : notify is null", "PluginTopologyMgt::HandleBroadcastLocRemoved");
-        return;
-    }
     const QVariantMap removal = notify.toMap();
     const QString relayPath = textOf(removal, "relayPath");
-    const QVariantList removedLocations = removal.value(QStringLiteral("locInfo")).toList();
-    // A channel's identifier is its station's relay path, "/", and its alias.
-    const auto ofThisStation = [&](const QString& nodeId) {
-        return nodeId.section(QLatin1Char('/'), 0, -2) == relayPath;
-    };
-
-    QStringList affected = parseRemovingRemovedCameras(removedLocations);
-    affected.removeIf([&](const QString& nodeId) { return !ofThisStation(nodeId); });
-    for (const QVariant& entry : removedLocations) {
-        const QString locationId = entry.typeId() == QMetaType::QVariantMap ? textOf(entry.toMap(), "Name") : PayloadFields::text(entry);
-        for (auto streams = m_streamInfoMap.begin(); streams != m_streamInfoMap.end(); ++streams) {
-            if (ofThisStation(streams.key()))
-                streams->remove(locationId);
-        }
-    }
-
-    QStringList moved;
-    QStringList deviceIds;
-    QStringList logicalIds;
-    for (const QString& nodeId : std::as_const(affected)) {
-        const bool removedCamera = m_deviceTree.data(nodeId, StandardTopologyModel::nodeTypeRole).toInt()
-            == StandardTopologyModel::RemovedCameraNode;
-        if (removedCamera && m_streamInfoMap.value(nodeId).isEmpty()) {
-            const QString cameraId = childNodeId(
-                relayPath, locationDataFrom(nodeId, QStringLiteral("camIDRole")).toString().section(QLatin1Char('/'), -1));
-            deviceIds.append(cameraId);
-            logicalIds.append(LogicalTree::kRemovedCamerasFolderId + QLatin1Char('/') + cameraId);
-            m_locationInfoMap.remove(nodeId);
-            m_streamInfoMap.remove(nodeId);
-        } else if (!moveToAvailableLocation(nodeId).isEmpty()) {
-            moved.append(nodeId);
-        }
-    }
-    m_deviceTree.removeRemovedCameras(relayPath, deviceIds);
-    m_logicalTree.removeNodes(logicalIds);
-
-    for (const QString& nodeId : std::as_const(moved))
+    const RecordingLocations::LocationRemoval removed =
+        m_locations.removeLocations(relayPath, removal.value(QStringLiteral("locInfo")).toList());
+    removeRemovedCameras(relayPath, removed.removedCameras);
+    for (const QString& nodeId : removed.moved)
         emit locationIDChanged(nodeId);
+}
+
+// A removed node takes the entries of everything below it with it.
+void PluginTopologyMgt::forgetNodes(const QStringList& nodeIds)
+{
+    m_diDoStates.forget(nodeIds);
+    m_cameraStatuses.forget(nodeIds);
 }

@@ -1,111 +1,58 @@
 #include "PluginTopologyMgt.h"
 
-#include "DeviceNodeFactory.h"
 #include "ModuleLimits.h"
 #include "ModuleLog.h"
 #include "PayloadFields.h"
+#include "NodeSubtree.h"
 #include "RequestContexts.h"
 #include "StandardTopologyModel.h"
 #include "WebPageTreeModelController.h"
 
-namespace {
-const QString kSuccess = QStringLiteral("0");
 using PayloadFields::textOf;
-}
 
-// Each reply name is bound to the handler's own parameters; the binders below
-// pick the positions of (respData, pvContext, returnCode, part, origin). A
-// handler bound with inParts applies each part of a reply in several parts
-// itself (CommandProcessor tells it where the part stands); every other one
-// runs once, with the whole reply.
-void PluginTopologyMgt::initialCommandHandlerMap()
+// One row per reply name. A handler that takes parts applies each part of a
+// reply in several parts itself (CommandProcessor tells it where the part
+// stands); every other one runs once, with the whole reply.
+const QHash<QString, const PluginTopologyMgt::ReplyRoute*>& PluginTopologyMgt::replyRoutes()
 {
     using Self = PluginTopologyMgt;
-    using Run = decltype(CommandHandler::run);
-    const auto whole = [](Run run) { return CommandHandler{std::move(run), false}; };
-    const auto inParts = [](Run run) { return CommandHandler{std::move(run), true}; };
-    const auto dataAndCode = [this](void (Self::*handler)(const QVariant&, const QString&)) -> Run {
-        return [this, handler](const QVariant& data, void*, const QString& code, ReplyPart, const QString&) {
-            (this->*handler)(data, code);
-        };
+    static const ReplyRoute routes[] = {
+        // Lists of records, applied part by part.
+        {"RetrieveDeviceTopology", &Self::HandleRetrieveDevTopology, true},
+        {"RetrieveAllCamInfo", &Self::HandleRetrieveNodeInfo, true},
+        {"RetrieveCamInfo", &Self::HandleRetrieveNodeInfo, true},
+        {"RetrieveRuleInfo", &Self::HandleRetrieveRuleInfo, true},
+        {"QryCamLocation", &Self::HandleQryLocationInfo, true},
+        {"retrieveLogicalTree", &Self::HandleRetrieveLogicalTree, true},
+        {"RetrieveExternalDevs", &Self::HandleExternalDevicesRetrieve, true},
+        {"getAllWebPage", &Self::HandleGetAllWebPageResponse, true},
+        {"GetDiDoRefName", &Self::HandleGetAllDiDoRefname, true},
+        {"GetSKYRCloudConnectionTimeoutList", &Self::HandleGetSKYRCloudConnectionTimeoutList, true},
+        // Records of single fields, answers that only confirm, and lists handed
+        // on or compared whole: taken whole.
+        {"RetrieveLoginStationInfo", &Self::HandleRetrieveLoginStationInfo, false},
+        {"RetrieveServerInfo", &Self::HandleRetrieveSrvInfo, false},
+        {"GetCameraStatus", &Self::HandleGetCameraStatusResp, false},
+        {"moveLogicalTreeNode", &Self::HandleMoveLogicalTreeNode, false},
+        {"renameLogicalTreeFolder", &Self::HandleRenameLogicalTreeFolder, false},
+        // The new folder arrives with its broadcast.
+        {"InsertFolderLogical", nullptr, false},
+        {"removeLogicalTreeItem", &Self::HandleRemoveLogicalTreeItem, false},
+        {"addDeviceIntoLogicalTree", &Self::HandleAddDeviceIntoLogicalTree, false},
+        {"addStationIntoLogicalTree", &Self::HandleAddStationIntoLogicalTree, false},
+        {"GetFailoverStatus", &Self::HandleGetFailoverStatus, false},
+        {"GetRedundantServersStatus", &Self::HandleGetRedundantServersStatus, false},
+        {"lookupLogicalTreePathIds", &Self::HandleLookupLogicalTreePathId, false},
+        {"GetWifiStatus", &Self::HandleGetWifiStatus, false},
+        {"restoreUngroupedDevices", &Self::HandleRestoreUngroupedDevices, false},
     };
-    const auto dataCodePart = [this](void (Self::*handler)(const QVariant&, const QString&, ReplyPart)) -> Run {
-        return [this, handler](const QVariant& data, void*, const QString& code, ReplyPart part, const QString&) {
-            (this->*handler)(data, code, part);
-        };
-    };
-    // `completed` of these handlers is the reply's last part.
-    const auto dataContextCodeCompleted =
-        [this](void (Self::*handler)(const QVariant&, void*, const QString&, bool)) -> Run {
-        return [this, handler](const QVariant& data, void* context, const QString& code, ReplyPart part,
-                               const QString&) { (this->*handler)(data, context, code, part.last); };
-    };
-    const auto dataAndOrigin = [this](void (Self::*handler)(const QVariant&, const QString&)) -> Run {
-        return [this, handler](const QVariant& data, void*, const QString&, ReplyPart, const QString& origin) {
-            (this->*handler)(data, origin);
-        };
-    };
-    const auto codeOnly = [this](void (Self::*handler)(const QString&)) -> Run {
-        return [this, handler](const QVariant&, void*, const QString& code, ReplyPart, const QString&) {
-            (this->*handler)(code);
-        };
-    };
-    const auto dataOnly = [this](void (Self::*handler)(const QVariant&)) -> Run {
-        return [this, handler](const QVariant& data, void*, const QString&, ReplyPart, const QString&) {
-            (this->*handler)(data);
-        };
-    };
-    const auto nothing = [this](void (Self::*handler)()) -> Run {
-        return [this, handler](const QVariant&, void*, const QString&, ReplyPart, const QString&) { (this->*handler)(); };
-    };
-    const Run logicalTree = [this](const QVariant& data, void*, const QString& code, ReplyPart part,
-                                   const QString& origin) { HandleRetrieveLogicalTree(data, code, origin, part); };
-    // The new folder arrives with its broadcast; the answer itself carries nothing to act on.
-    const Run ignored = [](const QVariant&, void*, const QString&, ReplyPart, const QString&) {};
-
-    // Lists of records, applied part by part.
-    m_commandHandlerMap.emplace(QStringLiteral("RetrieveDeviceTopology"),
-                                inParts(dataCodePart(&Self::HandleRetrieveDevTopology)));
-    m_commandHandlerMap.emplace(QStringLiteral("RetrieveAllCamInfo"),
-                                inParts(dataContextCodeCompleted(&Self::HandleRetrieveNodeInfo)));
-    m_commandHandlerMap.emplace(QStringLiteral("RetrieveCamInfo"),
-                                inParts(dataContextCodeCompleted(&Self::HandleRetrieveNodeInfo)));
-    m_commandHandlerMap.emplace(QStringLiteral("RetrieveRuleInfo"),
-                                inParts(dataContextCodeCompleted(&Self::HandleRetrieveRuleInfo)));
-    m_commandHandlerMap.emplace(QStringLiteral("QryCamLocation"), inParts(dataCodePart(&Self::HandleQryLocationInfo)));
-    m_commandHandlerMap.emplace(QStringLiteral("retrieveLogicalTree"), inParts(logicalTree));
-    m_commandHandlerMap.emplace(QStringLiteral("RetrieveExternalDevs"),
-                                inParts(dataOnly(&Self::HandleExternalDevicesRetrieve)));
-    m_commandHandlerMap.emplace(QStringLiteral("getAllWebPage"),
-                                inParts(dataCodePart(&Self::HandleGetAllWebPageResponse)));
-    m_commandHandlerMap.emplace(QStringLiteral("GetDiDoRefName"), inParts(dataOnly(&Self::HandleGetAllDiDoRefname)));
-    m_commandHandlerMap.emplace(QStringLiteral("GetSKYRCloudConnectionTimeoutList"),
-                                inParts(dataAndCode(&Self::HandleGetSKYRCloudConnectionTimeoutList)));
-
-    // Records of single fields, answers that only confirm, and lists handed on
-    // or compared whole: taken whole.
-    m_commandHandlerMap.emplace(QStringLiteral("RetrieveLoginStationInfo"),
-                                whole(dataAndCode(&Self::HandleRetrieveLoginStationInfo)));
-    m_commandHandlerMap.emplace(QStringLiteral("RetrieveServerInfo"), whole(dataAndCode(&Self::HandleRetrieveSrvInfo)));
-    m_commandHandlerMap.emplace(QStringLiteral("GetCameraStatus"), whole(dataAndCode(&Self::HandleGetCameraStatusResp)));
-    m_commandHandlerMap.emplace(QStringLiteral("moveLogicalTreeNode"), whole(codeOnly(&Self::HandleMoveLogicalTreeNode)));
-    m_commandHandlerMap.emplace(QStringLiteral("renameLogicalTreeFolder"),
-                                whole(dataAndCode(&Self::HandleRenameLogicalTreeFolder)));
-    m_commandHandlerMap.emplace(QStringLiteral("InsertFolderLogical"), whole(ignored));
-    m_commandHandlerMap.emplace(QStringLiteral("removeLogicalTreeItem"),
-                                whole(codeOnly(&Self::HandleRemoveLogicalTreeItem)));
-    m_commandHandlerMap.emplace(QStringLiteral("addDeviceIntoLogicalTree"),
-                                whole(codeOnly(&Self::HandleAddDeviceIntoLogicalTree)));
-    m_commandHandlerMap.emplace(QStringLiteral("addStationIntoLogicalTree"),
-                                whole(codeOnly(&Self::HandleAddStationIntoLogicalTree)));
-    m_commandHandlerMap.emplace(QStringLiteral("GetFailoverStatus"), whole(dataAndOrigin(&Self::HandleGetFailoverStatus)));
-    m_commandHandlerMap.emplace(QStringLiteral("GetRedundantServersStatus"),
-                                whole(dataOnly(&Self::HandleGetRedundantServersStatus)));
-    m_commandHandlerMap.emplace(QStringLiteral("lookupLogicalTreePathIds"),
-                                whole(dataOnly(&Self::HandleLookupLogicalTreePathId)));
-    m_commandHandlerMap.emplace(QStringLiteral("GetWifiStatus"), whole(dataOnly(&Self::HandleWifiStatus)));
-    m_commandHandlerMap.emplace(QStringLiteral("restoreUngroupedDevices"),
-                                whole(nothing(&Self::HandleRestoreUngroupedDevices)));
+    static const QHash<QString, const ReplyRoute*> byName = [] {
+        QHash<QString, const ReplyRoute*> index;
+        for (const ReplyRoute& route : routes)
+            index.insert(QString::fromLatin1(route.name), &route);
+        return index;
+    }();
+    return byName;
 }
 
 // ---- Topology payloads -----------------------------------------------------
@@ -146,14 +93,15 @@ QStringList PluginTopologyMgt::generateDefaultDiDoNameList(const QString& prefix
 // A station's node list replaces the station's children. In parts, the first
 // part that brings nodes replaces them and later parts add theirs; the station
 // is marked connected and announced once, with its last part.
-void PluginTopologyMgt::HandleRetrieveDevTopology(const QVariant& respData, const QString& returnCode, ReplyPart part)
+void PluginTopologyMgt::HandleRetrieveDevTopology(const Reply& reply)
 {
-    if (returnCode != kSuccess) {
+    if (!reply.succeeded()) {
         TOPOLOGY_LOG_ERROR("%s, RetrieveDevTopology return code : %s", "PluginTopologyMgt::HandleRetrieveDevTopology",
-                           returnCode);
+                           reply.returnCode);
         return;
     }
-    const QVariantMap topology = respData.toMap();
+    const ReplyPart part = reply.part;
+    const QVariantMap topology = reply.data.toMap();
     const QString parentStationId = textOf(topology, "parentStationID");
     const QVariantList nodeList = topology.value(QStringLiteral("nodeList")).toList();
 
@@ -178,24 +126,25 @@ void PluginTopologyMgt::HandleRetrieveDevTopology(const QVariant& respData, cons
     }
 }
 
-void PluginTopologyMgt::HandleRetrieveNodeInfo(const QVariant& respData, void* pvContext, const QString& returnCode,
-                                               bool completed)
+void PluginTopologyMgt::HandleRetrieveNodeInfo(const Reply& reply)
 {
+    void* const pvContext = reply.context;
+    const bool completed = reply.part.last;
     // The context of a camera information request is the request's own argument
     // map; whole-station hand-overs from the commander come without one.
     const QVariantMap request = RequestContexts::argumentsOf(QStringLiteral("RetrieveCamInfo"), pvContext);
     const QStringList requestedCameras = request.value(QStringLiteral("camIDList")).toStringList();
     const QString requestedCamera = requestedCameras.isEmpty() ? QString() : requestedCameras.first();
 
-    if (returnCode != kSuccess) {
+    if (!reply.succeeded()) {
         const QString station = request.value(QStringLiteral("relayPath")).toString();
-        TOPOLOGY_LOG_ERROR("RetrieveNodeInfo fail station:%s, return code :%s", station, returnCode);
+        TOPOLOGY_LOG_ERROR("RetrieveNodeInfo fail station:%s, return code :%s", station, reply.returnCode);
         if (pvContext)
             emit refreshCameraInfoResp(completed, false, station, requestedCamera);
         return;
     }
 
-    const QVariantMap answer = respData.toMap();
+    const QVariantMap answer = reply.data.toMap();
     const QString station = textOf(answer, "relayPath");
 
     const std::vector<QVariantMap> cameras =
@@ -203,16 +152,16 @@ void PluginTopologyMgt::HandleRetrieveNodeInfo(const QVariant& respData, void* p
     m_deviceTree.updateCameraInfo(cameras);
     for (const QVariantMap& camera : cameras)
         m_cameraInfoMap.insert(camera.value(QStringLiteral("idRole")).toString(), camera);
-    storeDiDoStates(cameras);
-    rememberCameraStatuses(cameras);
+    m_diDoStates.resizeFromRecords(cameras);
+    m_cameraStatuses.rememberRecords(cameras);
     m_logicalTree.insertCameraDiDoNodes(cameras);
     emitDiDoNodeChangedSignal(cameras);
-    updateEdgeRecordingLocations(cameras);
+    m_locations.addEdgeRecordings(cameras);
 
     const std::vector<QVariantMap> stations = parseStationsList(answer.value(QStringLiteral("stations")).toList());
     m_deviceTree.updateStationInfo(stations);
-    storeDiDoStates(stations);
-    updateStationDiDoInLogicalTreeModel(stations);
+    m_diDoStates.resizeFromRecords(stations);
+    m_logicalTreeFeeder.insertStationIoDevices(stations);
     emitDiDoNodeChangedSignal(stations);
 
     // A reply in parts is announced once, complete.
@@ -234,34 +183,14 @@ void PluginTopologyMgt::emitDiDoNodeChangedSignal(const std::vector<QVariantMap>
     }
 }
 
-void PluginTopologyMgt::storeDiDoStates(const std::vector<QVariantMap>& records)
+void PluginTopologyMgt::HandleRetrieveRuleInfo(const Reply& reply)
 {
-    for (const QVariantMap& record : records)
-        storeDiDoState(record.value(QStringLiteral("idRole")).toString(),
-                       record.value(QStringLiteral("diCountRole")).toInt(),
-                       record.value(QStringLiteral("doCountRole")).toInt());
-}
-
-// A node's port states survive a refresh of its information; only the number
-// of ports follows the record.
-void PluginTopologyMgt::storeDiDoState(const QString& nodeId, int inputCount, int outputCount)
-{
-    if (nodeId.isEmpty())
-        return;
-    DiDoState& state = m_diDoStates[nodeId];
-    state.inputs.resize(qMax(0, inputCount));
-    state.outputs.resize(qMax(0, outputCount));
-}
-
-void PluginTopologyMgt::HandleRetrieveRuleInfo(const QVariant& respData, void*, const QString& returnCode,
-                                               bool completed)
-{
-    if (returnCode != kSuccess) {
+    if (!reply.succeeded()) {
         TOPOLOGY_LOG_ERROR("%s, HandleRetrieveRuleInfo return code : %s", "PluginTopologyMgt::HandleRetrieveRuleInfo",
-                           returnCode);
+                           reply.returnCode);
         return;
     }
-    const QVariantMap answer = respData.toMap();
+    const QVariantMap answer = reply.data.toMap();
     for (const QVariant& cameraEntry : answer.value(QStringLiteral("cameras")).toList()) {
         const QVariantMap camera = cameraEntry.toMap();
         const QString cameraId = textOf(camera, "camUID");
@@ -273,18 +202,18 @@ void PluginTopologyMgt::HandleRetrieveRuleInfo(const QVariant& respData, void*, 
         record->insert(QStringLiteral("ruleInfoListRole"), rules);
         m_deviceTree.setData(cameraId, StandardTopologyModel::ruleInfoListRole, rules);
     }
-    if (completed)
+    if (reply.part.last)
         emit updateVCARulesResp(textOf(answer, "relayPath"));
 }
 
-void PluginTopologyMgt::HandleRetrieveLoginStationInfo(const QVariant& respData, const QString& returnCode)
+void PluginTopologyMgt::HandleRetrieveLoginStationInfo(const Reply& reply)
 {
-    if (returnCode != kSuccess) {
+    if (!reply.succeeded()) {
         TOPOLOGY_LOG_ERROR("%s, retrieve login station info failed. return code : %s",
-                           "PluginTopologyMgt::HandleRetrieveLoginStationInfo", returnCode);
+                           "PluginTopologyMgt::HandleRetrieveLoginStationInfo", reply.returnCode);
         return;
     }
-    const QVariantMap answer = respData.toMap();
+    const QVariantMap answer = reply.data.toMap();
     // An answer for a login station that is already there updates it; it was
     // announced when it was inserted.
     if (!m_deviceTree.insertLoginStation(textOf(answer, "stationName"), textOf(answer, "stationIP")))
@@ -294,14 +223,14 @@ void PluginTopologyMgt::HandleRetrieveLoginStationInfo(const QVariant& respData,
                          m_deviceTree.data(loginStationId, StandardTopologyModel::nameRole).toString(), QString());
 }
 
-void PluginTopologyMgt::HandleRetrieveSrvInfo(const QVariant& respData, const QString& returnCode)
+void PluginTopologyMgt::HandleRetrieveSrvInfo(const Reply& reply)
 {
-    if (returnCode != kSuccess) {
+    if (!reply.succeeded()) {
         TOPOLOGY_LOG_ERROR("%s, HandleRetrieveSrvInfo return code : %s", "PluginTopologyMgt::HandleRetrieveSrvInfo",
-                           returnCode);
+                           reply.returnCode);
         return;
     }
-    const QVariantMap answer = respData.toMap();
+    const QVariantMap answer = reply.data.toMap();
     m_deviceTree.updateServerInfo(textOf(answer, "relayPath"), answer);
 }
 
@@ -309,11 +238,11 @@ void PluginTopologyMgt::HandleRetrieveSrvInfo(const QVariant& respData, const QS
 // (either the answer itself or its "deviceList"); each is merged into the device
 // tree, its port count sizes its DI/DO state, and its views are told that its
 // DI/DO names may have changed.
-void PluginTopologyMgt::HandleExternalDevicesRetrieve(const QVariant& respData)
+void PluginTopologyMgt::HandleExternalDevicesRetrieve(const Reply& reply)
 {
-    const QVariantList devices = respData.typeId() == QMetaType::QVariantList
-        ? respData.toList()
-        : respData.toMap().value(QStringLiteral("deviceList")).toList();
+    const QVariantList devices = reply.data.typeId() == QMetaType::QVariantList
+        ? reply.data.toList()
+        : reply.data.toMap().value(QStringLiteral("deviceList")).toList();
     if (devices.isEmpty())
         return;
     m_deviceTree.updateExternalDevice(devices);
@@ -322,8 +251,8 @@ void PluginTopologyMgt::HandleExternalDevicesRetrieve(const QVariant& respData)
         const QString deviceId = textOf(device, "NodeID");
         if (deviceId.isEmpty() || !m_deviceTree.contains(deviceId))
             continue;
-        storeDiDoState(deviceId, device.value(QStringLiteral("DINum")).toInt(),
-                       device.value(QStringLiteral("DONum")).toInt());
+        m_diDoStates.resize(deviceId, device.value(QStringLiteral("DINum")).toInt(),
+                            device.value(QStringLiteral("DONum")).toInt());
         emit didoNodeChanged(deviceId);
     }
 }
@@ -375,51 +304,52 @@ void PluginTopologyMgt::refreshCameraInfo(const QVariantMap& camera, bool refres
 // Each part of the tree carries the root's fields and some of its top-level
 // subtrees; the first part replaces the tree kept as sent and later parts add
 // their subtrees to it.
-void PluginTopologyMgt::HandleRetrieveLogicalTree(const QVariant& respData, const QString& returnCode,
-                                                  const QString& stationId, ReplyPart part)
+// The reply's origin names the station that sent the tree.
+void PluginTopologyMgt::HandleRetrieveLogicalTree(const Reply& reply)
 {
-    if (returnCode != kSuccess) {
+    if (!reply.succeeded()) {
         TOPOLOGY_LOG_ERROR("%s, RetrieveLogicalTree return code : %s", "PluginTopologyMgt::HandleRetrieveLogicalTree",
-                           returnCode);
+                           reply.returnCode);
         return;
     }
     // Each level of the tree is a node's map and the list of its children.
-    const QVariantMap tree = PayloadFields::withinNesting(respData, 2 * ModuleLimits::kMaxTreeDepth).toMap();
-    m_logicalTreeServerMap = part.first ? tree : ReplyParts::merged(m_logicalTreeServerMap, tree).toMap();
-    m_logicalTree.set(tree, stationId);
+    const QVariantMap tree = PayloadFields::withinNesting(reply.data, 2 * ModuleLimits::kMaxTreeDepth).toMap();
+    m_logicalTreeServerMap = reply.part.first ? tree : ReplyParts::merged(m_logicalTreeServerMap, tree).toMap();
+    m_logicalTree.set(tree, reply.origin);
 }
 
-void PluginTopologyMgt::HandleMoveLogicalTreeNode(const QString& returnCode)
+void PluginTopologyMgt::HandleMoveLogicalTreeNode(const Reply& reply)
 {
-    emit moveLogicalTreeNodeResp(returnCode == kSuccess);
+    emit moveLogicalTreeNodeResp(reply.succeeded());
 }
 
-void PluginTopologyMgt::HandleRenameLogicalTreeFolder(const QVariant& respData, const QString& returnCode)
+void PluginTopologyMgt::HandleRenameLogicalTreeFolder(const Reply& reply)
 {
-    emit renameFolderResponded(PayloadFields::text(respData), returnCode == kSuccess);
+    emit renameFolderResponded(PayloadFields::text(reply.data), reply.succeeded());
 }
 
-void PluginTopologyMgt::HandleRemoveLogicalTreeItem(const QString& returnCode)
+void PluginTopologyMgt::HandleRemoveLogicalTreeItem(const Reply& reply)
 {
-    emit removeLogicalTreeItemResp(returnCode == kSuccess);
+    emit removeLogicalTreeItemResp(reply.succeeded());
 }
 
-void PluginTopologyMgt::HandleAddDeviceIntoLogicalTree(const QString& returnCode)
+void PluginTopologyMgt::HandleAddDeviceIntoLogicalTree(const Reply& reply)
 {
-    emit addDeviceIntoLogicalTreeResp(returnCode == kSuccess);
+    emit addDeviceIntoLogicalTreeResp(reply.succeeded());
 }
 
-void PluginTopologyMgt::HandleAddStationIntoLogicalTree(const QString& returnCode)
+void PluginTopologyMgt::HandleAddStationIntoLogicalTree(const Reply& reply)
 {
-    emit addStationIntoLogicalTreeResp(returnCode == kSuccess);
+    emit addStationIntoLogicalTreeResp(reply.succeeded());
 }
 
-void PluginTopologyMgt::HandleLookupLogicalTreePathId(const QVariant& respData)
+void PluginTopologyMgt::HandleLookupLogicalTreePathId(const Reply& reply)
 {
-    emit getLogicalTreePathIdsResponse(respData.toList());
+    emit getLogicalTreePathIdsResponse(reply.data.toList());
 }
 
-void PluginTopologyMgt::HandleRestoreUngroupedDevices()
+// The answer only says that the servers are done.
+void PluginTopologyMgt::HandleRestoreUngroupedDevices(const Reply&)
 {
     emit restoreUngroupedDevicesFinished();
 }
@@ -428,19 +358,19 @@ void PluginTopologyMgt::HandleRestoreUngroupedDevices()
 
 // The take-over is announced from the report before the controls change, so
 // that listeners compare the news with the state they knew.
-void PluginTopologyMgt::HandleGetFailoverStatus(const QVariant& respData, const QString&)
+void PluginTopologyMgt::HandleGetFailoverStatus(const Reply& reply)
 {
     if (!m_failoverControl)
         return;
-    m_failoverControl->announceTakenOverChange(respData);
-    updateFailoverStatus(respData);
+    m_failoverControl->announceTakenOverChange(reply.data);
+    updateFailoverStatus(reply.data);
 }
 
-void PluginTopologyMgt::HandleGetRedundantServersStatus(const QVariant& respData)
+void PluginTopologyMgt::HandleGetRedundantServersStatus(const Reply& reply)
 {
     if (!m_failoverControl)
         return;
-    const QList<QVariant> entries = StandardFailoverControl::statusEntryList(respData);
+    const QList<QVariant> entries = StandardFailoverControl::statusEntryList(reply.data);
     m_failoverControl->announceTakenOverChanges(entries);
     m_failoverControl->UpdateStatusList(entries);
     if (m_failoverControlWithoutRedundantServer)
@@ -454,20 +384,19 @@ void PluginTopologyMgt::HandleGetRedundantServersStatus(const QVariant& respData
 // The reply holds the whole list, which replaces the shown one; in parts, the
 // first part replaces it and later parts add their pages, and the list is
 // announced once, complete. The reply also answers getAllWebPage's callers.
-void PluginTopologyMgt::HandleGetAllWebPageResponse(const QVariant& respData, const QString& returnCode,
-                                                    ReplyPart part)
+void PluginTopologyMgt::HandleGetAllWebPageResponse(const Reply& reply)
 {
-    if (returnCode != kSuccess || !m_webPageController)
+    if (!reply.succeeded() || !m_webPageController)
         return;
-    if (part.first) {
-        m_webPageController->setAllWebPages(respData.toList());
+    if (reply.part.first) {
+        m_webPageController->setAllWebPages(reply.data.toList());
     } else {
-        for (const QVariant& page : respData.toList()) {
+        for (const QVariant& page : reply.data.toList()) {
             if (page.typeId() == QMetaType::QVariantMap)
                 m_webPageController->addWebPage(page.toMap());
         }
     }
-    if (!part.last)
+    if (!reply.part.last)
         return;
     emit webPageChanged();
     emit getAllWebPageResp(m_webPageController->getWebPageList());
@@ -475,161 +404,27 @@ void PluginTopologyMgt::HandleGetAllWebPageResponse(const QVariant& respData, co
 
 // ---- Recording locations -----------------------------------------------------
 
-namespace {
-const QString kLocationRole = QStringLiteral("locationRole");
-const QString kAvailableRole = QStringLiteral("availableRole");
-const QString kQueryFromRole = QStringLiteral("queryFromRole");
-
-QString channelNodeId(const QString& relayPath, const QString& alias)
+void PluginTopologyMgt::HandleQryLocationInfo(const Reply& reply)
 {
-    return relayPath.isEmpty() ? alias : relayPath + QLatin1Char('/') + alias;
+    if (!reply.succeeded()) {
+        TOPOLOGY_LOG_ERROR("%s, HandleQryLocationInfo return code : %s", "PluginTopologyMgt::HandleQryLocationInfo",
+                           reply.returnCode);
+        return;
+    }
+    applyLocationAnswer(reply.data.toMap(), reply.part);
 }
-
-bool isSubStreamLocation(const QString& locationId)
-{
-    return locationId.contains(QLatin1String("_Sub"));
-}
-
-// NVR groups carry no stream number of their own; a sub-stream location records
-// the second stream, every other location the first.
-int nvrStreamIndex(const QString& locationId)
-{
-    return isSubStreamLocation(locationId) ? 2 : 1;
-}
-} // namespace
 
 // Parts of a location answer each bring some locations and removed cameras;
 // every channel entry updates the stored record in turn, as in one answer.
-void PluginTopologyMgt::HandleQryLocationInfo(const QVariant& respData, const QString& returnCode, ReplyPart part)
+void PluginTopologyMgt::applyLocationAnswer(const QVariantMap& locations, ReplyPart part)
 {
-    if (returnCode != kSuccess) {
-        TOPOLOGY_LOG_ERROR("%s, HandleQryLocationInfo return code : %s", "PluginTopologyMgt::HandleQryLocationInfo",
-                           returnCode);
-        return;
-    }
-    const QVariantMap locations = respData.toMap();
     const QString relayPath = textOf(locations, "relayPath");
-    updateLocationInfoModel(locations);
-    const QVariantList removedCameras = parseRemovedCameras(locations);
+    m_locations.applyLocationAnswer(locations);
+    const QVariantList removedCameras = RecordingLocations::removedCamerasIn(locations);
     if (!removedCameras.isEmpty())
         replaceRemovedCameras(relayPath, removedCameras);
     if (part.last)
         emit deviceInfoRetrieved(relayPath);
-}
-
-// Each channel entry of each location: the record keeps one location for
-// playback (an available one over an unavailable one, the later of two
-// available ones, and never a main-stream location for a sub-stream one or the
-// reverse), while the stream information keeps every location of the channel.
-// A record that keeps its stored location also keeps where that location is
-// queried from; fields a channel event added (live, stream index) stay.
-void PluginTopologyMgt::updateLocationInfoModel(const QVariantMap& locations)
-{
-    const QString relayPath = textOf(locations, "relayPath");
-    const bool isNvr = m_deviceTree.data(relayPath, StandardTopologyModel::isNVRStationRole).toBool();
-    for (const QVariant& locationEntry : locations.value(QStringLiteral("locInfo")).toList()) {
-        for (const QVariant& channelEntry : locationEntry.toMap().value(QStringLiteral("locs")).toList()) {
-            const QVariantMap channel = channelEntry.toMap();
-            const QString alias = textOf(channel, "Alias");
-            const QString locationId = textOf(channel, "Name");
-            if (alias.isEmpty() || locationId.isEmpty())
-                continue;
-            const QString nodeId = channelNodeId(relayPath, alias);
-            const bool available = channel.value(QStringLiteral("Available")).toBool();
-
-            const auto stored = m_locationInfoMap.constFind(nodeId);
-            const bool hadLocation = stored != m_locationInfoMap.cend() && !stored->value(kLocationRole).toString().isEmpty();
-            QVariantMap record = stored != m_locationInfoMap.cend() ? *stored : QVariantMap();
-            record.insert(QStringLiteral("nameRole"),
-                          DeviceNodeFactory::cleanDisplayName(textOf(channel, "RefAlias")));
-            record.insert(QStringLiteral("relayPathRole"), relayPath);
-            record.insert(QStringLiteral("camIDRole"), alias);
-            if (!record.value(kAvailableRole).toBool() || available) {
-                record.insert(kLocationRole, locationId);
-                record.insert(kAvailableRole, available);
-                record.insert(kQueryFromRole, 0);
-            }
-            if (!hadLocation
-                || isSubStreamLocation(stored->value(kLocationRole).toString()) == isSubStreamLocation(locationId))
-                m_locationInfoMap.insert(nodeId, record);
-
-            m_streamInfoMap[nodeId].insert(
-                locationId,
-                isNvr ? QVariantMap{{QStringLiteral("groupName"), m_deviceTree.data(nodeId, StandardTopologyModel::nameRole)},
-                                    {QStringLiteral("streamIndex"), nvrStreamIndex(locationId)},
-                                    {QStringLiteral("available"), available}}
-                      : QVariantMap{{QStringLiteral("groupName"), textOf(channel, "GrpName")},
-                                    {QStringLiteral("streamIndex"), channel.value(QStringLiteral("Stream")).toInt()},
-                                    {QStringLiteral("available"), available}});
-        }
-    }
-}
-
-// A camera that records on its own storage can be played from there, under the
-// last segment of its identifier; a station location that is available keeps
-// priority. Its name and station come from the device tree when no station
-// location has named it yet.
-void PluginTopologyMgt::updateLocationInfoForEdgeRecordingCamera(const QString& camId)
-{
-    if (camId.isEmpty())
-        return;
-    const QString locationId = camId.section(QLatin1Char('/'), -1);
-    m_streamInfoMap[camId].insert(locationId, QVariantMap{{QStringLiteral("groupName"), QStringLiteral("EdgeRecording")},
-                                                          {QStringLiteral("streamIndex"), 1},
-                                                          {QStringLiteral("available"), true}});
-    QVariantMap& record = m_locationInfoMap[camId];
-    if (record.value(kAvailableRole).toBool())
-        return;
-    if (!record.contains(QStringLiteral("nameRole"))) {
-        record.insert(QStringLiteral("nameRole"), m_deviceTree.data(camId, StandardTopologyModel::nameRole).toString());
-        record.insert(QStringLiteral("relayPathRole"),
-                      m_deviceTree.data(camId, StandardTopologyModel::parentStationIDRole).toString());
-    }
-    record.insert(QStringLiteral("camIDRole"), camId);
-    record.insert(kQueryFromRole, 1);
-    record.insert(kLocationRole, locationId);
-    record.insert(kAvailableRole, true);
-}
-
-void PluginTopologyMgt::updateEdgeRecordingLocations(const std::vector<QVariantMap>& cameraRecords)
-{
-    for (const QVariantMap& camera : cameraRecords) {
-        if (camera.value(QStringLiteral("useEdgeRecordingRole")).toBool()
-            || camera.value(QStringLiteral("hasEdgeRecordingFileRole")).toBool())
-            updateLocationInfoForEdgeRecordingCamera(camera.value(QStringLiteral("idRole")).toString());
-    }
-}
-
-QVariantList PluginTopologyMgt::parseRemovedCameras(const QVariantMap& locations) const
-{
-    QVariantList removedCameras;
-    for (const QVariant& entry : locations.value(QStringLiteral("removedCameras")).toList()) {
-        if (entry.typeId() == QMetaType::QVariantMap
-            && !textOf(entry.toMap(), "camID").isEmpty())
-            removedCameras.append(entry);
-    }
-    return removedCameras;
-}
-
-// Every channel that plays from one of the listed locations, in node order,
-// once. Location identifiers repeat from station to station ("Loc1"), so the
-// caller keeps the channels of the station that lost the location.
-QStringList PluginTopologyMgt::parseRemovingRemovedCameras(const QVariantList& removedLocations) const
-{
-    QSet<QString> locationIds;
-    for (const QVariant& entry : removedLocations) {
-        const QString locationId = entry.typeId() == QMetaType::QVariantMap
-            ? textOf(entry.toMap(), "Name")
-            : PayloadFields::text(entry);
-        if (!locationId.isEmpty())
-            locationIds.insert(locationId);
-    }
-    QStringList nodeIds;
-    for (auto record = m_locationInfoMap.cbegin(); record != m_locationInfoMap.cend(); ++record) {
-        if (locationIds.contains(record->value(kLocationRole).toString()))
-            nodeIds.append(record.key());
-    }
-    return nodeIds;
 }
 
 // The station's removed cameras as the servers list them now. A camera listed
@@ -637,37 +432,41 @@ QStringList PluginTopologyMgt::parseRemovingRemovedCameras(const QVariantList& r
 // cameras that the list leaves out stay until their location goes.
 void PluginTopologyMgt::replaceRemovedCameras(const QString& stationId, const QVariantList& removedCameras)
 {
-    QStringList deviceIds;
-    QStringList logicalIds;
-    for (const QVariant& entry : removedCameras) {
-        const QString cameraId = channelNodeId(stationId, textOf(entry.toMap(), "camID"));
-        deviceIds.append(cameraId);
-        logicalIds.append(LogicalTree::kRemovedCamerasFolderId + QLatin1Char('/') + cameraId);
-    }
-    m_deviceTree.removeRemovedCameras(stationId, deviceIds);
-    m_logicalTree.removeNodes(logicalIds);
+    QStringList cameraIds;
+    for (const QVariant& entry : removedCameras)
+        cameraIds.append(NodeSubtree::childId(stationId, textOf(entry.toMap(), "camID")));
+    removeRemovedCameras(stationId, cameraIds);
     m_deviceTree.insertRemovedCameras(stationId, removedCameras);
     m_logicalTree.insertRemovedCameras(stationId, removedCameras);
 }
 
+void PluginTopologyMgt::removeRemovedCameras(const QString& stationId, const QStringList& cameraIds)
+{
+    QStringList logicalIds;
+    for (const QString& cameraId : cameraIds)
+        logicalIds.append(NodeSubtree::childId(LogicalTree::kRemovedCamerasFolderId, cameraId));
+    m_deviceTree.removeRemovedCameras(stationId, cameraIds);
+    m_logicalTree.removeNodes(logicalIds);
+}
+
 // ---- Status replies ------------------------------------------------------------
 
-void PluginTopologyMgt::HandleGetCameraStatusResp(const QVariant& respData, const QString& returnCode)
+void PluginTopologyMgt::HandleGetCameraStatusResp(const Reply& reply)
 {
-    if (returnCode != kSuccess) {
+    if (!reply.succeeded()) {
         TOPOLOGY_LOG_ERROR("%s, HandleGetCameraStatusResp return code : %s",
-                           "PluginTopologyMgt::HandleGetCameraStatusResp", returnCode);
+                           "PluginTopologyMgt::HandleGetCameraStatusResp", reply.returnCode);
         return;
     }
-    const QVariantMap status = respData.toMap();
+    const QVariantMap status = reply.data.toMap();
     emit getCameraStatusResp(textOf(status, "nodeID"),
                              QVariantMap{{QStringLiteral("isRecording"),
                                           status.value(QStringLiteral("isRecording")).toBool()}});
 }
 
-void PluginTopologyMgt::HandleGetAllDiDoRefname(const QVariant& respData)
+void PluginTopologyMgt::HandleGetAllDiDoRefname(const Reply& reply)
 {
-    const std::vector<QVariantMap> records = parseDiDoRefNames(respData.toList());
+    const std::vector<QVariantMap> records = parseDiDoRefNames(reply.data.toList());
     m_deviceTree.updateDiDoNames(records);
     m_logicalTree.updateDiDoNames(records);
     for (const QVariantMap& record : records) {
@@ -695,12 +494,18 @@ std::vector<QVariantMap> PluginTopologyMgt::parseDiDoRefNames(const QVariantList
 
 // Only time-outs are listed; devices missing from the list keep their mark
 // until they report back.
-void PluginTopologyMgt::HandleGetSKYRCloudConnectionTimeoutList(const QVariant& respData, const QString& returnCode)
+void PluginTopologyMgt::HandleGetSKYRCloudConnectionTimeoutList(const Reply& reply)
 {
-    if (returnCode != kSuccess) {
+    if (!reply.succeeded()) {
         TOPOLOGY_LOG_ERROR("%s, HandleGetSKYRCloudConnectionTimeoutList return code : %s",
-                           "PluginTopologyMgt::HandleGetSKYRCloudConnectionTimeoutList", returnCode);
+                           "PluginTopologyMgt::HandleGetSKYRCloudConnectionTimeoutList", reply.returnCode);
         return;
     }
-    m_deviceTree.updateSkyrCloudRelayTimeout(PayloadFields::textList(respData), true);
+    m_deviceTree.updateSkyrCloudRelayTimeout(PayloadFields::textList(reply.data), true);
+}
+
+// The answer carries what the broadcast of a change carries.
+void PluginTopologyMgt::HandleGetWifiStatus(const Reply& reply)
+{
+    HandleWifiStatus(reply.data);
 }

@@ -1,5 +1,6 @@
 #include "NodeDataCommander.h"
 #include "QorbLogUtlStub.h"
+#include "RecordingLocations.h"
 #include "SampleConnection.h"
 
 #include <QtTest>
@@ -84,6 +85,7 @@ private slots:
         QTest::addColumn<bool>("available");
         QTest::newRow("available before unavailable") << QVariantList{entry("LocA", true), entry("LocB", false)} << "LocA" << true;
         QTest::newRow("both available: the later") << QVariantList{entry("LocA", true), entry("LocB", true)} << "LocB" << true;
+        QTest::newRow("only unavailable: kept") << QVariantList{entry("LocA", false)} << "LocA" << false;
         QTest::newRow("unavailable replaced") << QVariantList{entry("LocA", false), entry("LocB", true)} << "LocB" << true;
         QTest::newRow("sub never replaces main") << QVariantList{entry("Loc1", true), entry("Loc1_Sub", true)} << "Loc1" << true;
     }
@@ -92,15 +94,16 @@ private slots:
         QFETCH(QVariantList, entries);
         QFETCH(QString, chosen);
         QFETCH(bool, available);
-        SampleConnection c;
-        QVERIFY(c.ready());
+        const DeviceTree devices;
+        RecordingLocations table(devices);
 
-        c.broadcast("NotifyLocationChange", locations("S_1", entries));
+        table.applyLocationAnswer(locations("S_1", entries));
 
-        QCOMPARE(at(c, "S_1/C_50"), chosen);
-        QCOMPARE(c.plugin.locationDataFrom("S_1/C_50", "availableRole").toBool(), available);
-        QCOMPARE(c.plugin.locationDataFrom("S_1/C_50", "nameRole").toString(), QStringLiteral("Fifty"));
-        QCOMPARE(streams(c, "S_1/C_50").size(), entries.size());
+        const QVariantMap record = table.record("S_1/C_50");
+        QCOMPARE(record.value("locationRole").toString(), chosen);
+        QCOMPARE(record.value("availableRole").toBool(), available);
+        QCOMPARE(record.value("nameRole").toString(), QStringLiteral("Fifty"));
+        QCOMPARE(table.streams("S_1/C_50").size(), entries.size());
     }
 
     void edgeRecordingStandsInAndLocationsAreSwitchedByHand()

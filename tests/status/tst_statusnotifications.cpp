@@ -1,10 +1,13 @@
+#include "CameraStatusTable.h"
+#include "DiDoStateTable.h"
+#include "LogicalTreeFeeder.h"
 #include "NodeDataCommander.h"
 #include "QorbLogUtlStub.h"
 #include "SampleConnection.h"
 
 #include <QtTest>
 
-// Status broadcasts reach the trees and the plug-in's tables before anyone is told.
+// Status broadcasts reach the trees and the status tables before anyone is told.
 class StatusNotificationsTest : public QObject
 {
     Q_OBJECT
@@ -27,8 +30,6 @@ private slots:
         QTest::newRow("camera-ID order, connection first")
             << QVariantList{status("S_1/C_2", false, true), status("C_3", false, false), status("C_11", true, true)}
             << QStringList{"0 C_11 true", "0 C_3 false", "0 S_1/C_2 false"} << QStringList{"C_11 true", "C_3 false"};
-        QTest::newRow("named twice: the last entry counts")
-            << QVariantList{status("C_3", false, false), status("C_3", true, false)} << QStringList() << QStringList{"C_3 false"};
     }
     void cameraStatusIsAnnouncedInOrderOnceStored()
     {
@@ -52,6 +53,94 @@ private slots:
         c.broadcast("NotifyCameraStatus", statuses);
 
         QCOMPARE(heard, connection + recording);
+    }
+
+    // Only a difference from what was last announced is news; a camera named
+    // twice counts by its last entry, and one not held is taken in silently.
+    void cameraStatusTableAnnouncesDifferencesOnly()
+    {
+        CameraStatusTable table;
+        table.rememberRecords({{{"idRole", "C_1"}, {"nameRole", "Gate"}}, {{"idRole", "C_2"}, {"connectedRole", true}, {"recordingRole", true}}});
+        table.remember("C_1", {{"connectedRole", true}, {"nameRole", "Gate 1"}}); // held: only the name follows
+
+        const CameraStatusTable::Changes first =
+            table.apply({status("C_2", true, false), status("C_1", false, false, true), status("C_1", true, true), status("C_9", true, true)});
+        const CameraStatusTable::Changes second = table.apply({status("C_9", false, true), status("C_1", true, true)});
+
+        QCOMPARE(first.connection, (QMap<QString, bool>{{"C_1", true}}));
+        QCOMPARE(first.recording, (QMap<QString, bool>{{"C_1", true}, {"C_2", false}}));
+        QCOMPARE(first.edgeRecording, QStringList{"C_1"});
+        QCOMPARE(second.connection, (QMap<QString, bool>{{"C_9", false}}));
+        QVERIFY(second.recording.isEmpty());
+        QCOMPARE(table.status("C_1").value("nameRole").toString(), QStringLiteral("Gate 1"));
+    }
+
+    // A node takes what lies below it along, by its path: not a station whose
+    // identifier merely begins the same, on either side of it in key order.
+    void statusTablesForgetANodeWithEverythingBelowIt()
+    {
+        CameraStatusTable statuses;
+        DiDoStateTable ports;
+        const QStringList ids{"S_1", "S_1-C", "S_1/C_1", "S_1/S_2/C_1", "S_10/C_1", "C_1"};
+        for (const QString& id : ids) {
+            statuses.remember(id, {{"nameRole", id}});
+            ports.resize(id, 1, 0);
+        }
+
+        statuses.forget({"S_1", ""});
+        ports.forget({"S_1"});
+
+        QStringList kept;
+        for (const QString& id : ids) {
+            if (!statuses.status(id).isEmpty())
+                kept << id;
+            QCOMPARE(ports.ports(id, "DI").isEmpty(), !kept.contains(id));
+        }
+        QCOMPARE(kept, (QStringList{"S_1-C", "S_10/C_1", "C_1"}));
+    }
+
+    // Ports are numbered from 1; the node information's count sizes them, and a
+    // refresh of the count keeps the states.
+    void diDoPortsFollowTheirCount()
+    {
+        DiDoStateTable ports;
+        ports.resize("IO_1", 2, 1);
+        for (const int port : {0, 2, 3})
+            ports.setPort("IO_1", DiDoStateTable::PortKind::Input, port, true);
+        ports.setPort("C_9", DiDoStateTable::PortKind::Input, 1, true);
+        ports.resize("IO_1", 3, 1);
+
+        QCOMPARE(ports.ports("IO_1", "DI"), (QVariantList{false, true, false}));
+        QCOMPARE(ports.ports("IO_1", "DO"), QVariantList{false});
+        QVERIFY(ports.ports("IO_1", "di").isEmpty() && ports.ports("C_9", "DI").isEmpty());
+    }
+
+    // The servers' tree keeps its shape and order; nameless cameras the device
+    // tree knows are named, everything else is left as sent.
+    void feederNamesTheServersCamerasAndCountsTheirPorts()
+    {
+        DeviceTree devices;
+        LogicalTree logicalTree;
+        QAbstractItemModelTester tester(devices.getModel(), QAbstractItemModelTester::FailureReportingMode::Fatal);
+        devices.insertLoginStation("s_HQ", "10.0.0.1");
+        devices.insertNewNodes("", {QVariantMap{{"nodeUID", "C_1"}, {"nodeName", "c_Gate"}, {"nodeType", "Camera"}}});
+        devices.updateCameraInfo({{{"idRole", "C_1"}, {"diCountRole", 2}, {"doCountRole", 1}}});
+        const LogicalTreeFeeder feeder(devices, logicalTree);
+        const auto node = [](const char* id, const char* name, const QVariantList& children = {}) {
+            QVariantMap node{{"nodeUID", id}, {"name", name}};
+            if (!children.isEmpty())
+                node.insert("children", children);
+            return node;
+        };
+
+        const QVariantMap filled = feeder.withCameraNames(node("", "Root", {node("F", "F", {node("C_1", ""), node("C_9", "")}), node("C_1", "Kept")}));
+
+        const QVariantList folder = filled.value("children").toList().value(0).toMap().value("children").toList();
+        QCOMPARE(folder.value(0).toMap().value("name").toString(), QStringLiteral("Gate"));
+        QCOMPARE(folder.value(1).toMap(), node("C_9", ""));
+        QCOMPARE(filled.value("children").toList().value(1).toMap(), node("C_1", "Kept"));
+        QCOMPARE(feeder.withDiDoCounts({QVariantMap{{"camNodeUid", "C_1"}}}),
+                 (QVariantList{QVariantMap{{"camNodeUid", "C_1"}, {"diNum", 2}, {"doNum", 1}}}));
     }
 
     void stationStatusRereadsReturningStationsAndDropsTheIoDevicesOfLostOnes()
@@ -111,7 +200,6 @@ private slots:
         QTest::newRow("camera input falls") << "C_1" << "DI" << 1 << "Falling" << QVariantList{false};
         QTest::newRow("camera output") << "C_1" << "DO" << 1 << "Rising" << QVariantList{true};
         QTest::newRow("I/O device port 4") << "IO_1" << "DI" << 4 << "Rising" << QVariantList{false, false, false, true};
-        QTest::newRow("port beyond the count") << "C_1" << "DI" << 2 << "Rising" << QVariantList{false};
     }
     void diDoEventsReachTreesTableAndListeners()
     {
