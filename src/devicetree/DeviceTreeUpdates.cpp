@@ -51,7 +51,7 @@ void DeviceTree::updateDiDoNames(const std::vector<QVariantMap>& nameChanges)
                                                      {Model::doNameListRole, "doChangeList"}};
         for (const auto& [role, changeKey] : lists) {
             const QStringList names = node.data(role).toStringList();
-            const QStringList newNames = newDiDoNameList(names, change.value(QLatin1String(changeKey)).toList());
+            const QStringList newNames = newDiDoNameList(names, PayloadFields::list(change.value(QLatin1String(changeKey))));
             if (newNames != names)
                 renamed.insert(role, newNames);
         }
@@ -95,7 +95,7 @@ void DeviceTree::updateServerPort(const QVariantMap& record)
     if (!station.isValid())
         return;
     QMap<int, QVariant> ports;
-    for (const QVariant& entry : record.value(QStringLiteral("srvPorts")).toList()) {
+    for (const QVariant& entry : PayloadFields::listOf(record, "srvPorts")) {
         const QVariantMap port = entry.toMap();
         const QString name = textOf(port, "Name");
         if (name == QLatin1String("Web"))

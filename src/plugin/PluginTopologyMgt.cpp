@@ -470,7 +470,7 @@ QVariantList PluginTopologyMgt::getTalvixChannelInfoList() const
 QVariantMap PluginTopologyMgt::getTalvixChannelInfo(const int& channel) const
 {
     for (const QVariant& station : getTalvixChannelInfoList()) {
-        for (const QVariant& camera : station.toMap().value(QStringLiteral("channels")).toList()) {
+        for (const QVariant& camera : PayloadFields::listOf(station.toMap(), "channels")) {
             if (camera.toMap().value(QStringLiteral("channel")).toInt() == channel)
                 return camera.toMap();
         }
@@ -556,7 +556,7 @@ bool PluginTopologyMgt::replaceWebPages(const QVariant& pages)
     if (!m_webPageController)
         return false;
     // The page records are kept as sent, so no deeper than the module keeps anything.
-    m_webPageController->setAllWebPages(PayloadFields::withinNesting(pages).toList());
+    m_webPageController->setAllWebPages(PayloadFields::list(PayloadFields::withinNesting(pages)));
     emit webPageChanged();
     return true;
 }

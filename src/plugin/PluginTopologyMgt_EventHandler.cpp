@@ -75,12 +75,12 @@ const QHash<QString, const PluginTopologyMgt::BroadcastRoute*>& PluginTopologyMg
 
 void PluginTopologyMgt::HandleBroadcastCamInsertLogical(const QVariant& notify)
 {
-    m_logicalTreeFeeder.insertCameras(notify.toList());
+    m_logicalTreeFeeder.insertCameras(PayloadFields::list(notify));
 }
 
 void PluginTopologyMgt::HandleBroadcastCamDeleteLogical(const QVariant& notify)
 {
-    m_logicalTree.removeNodes(notify.toList());
+    m_logicalTree.removeNodes(PayloadFields::list(notify));
 }
 
 void PluginTopologyMgt::HandleBroadcastMoveLogicalTreeNode(const QVariant& notify)
@@ -132,7 +132,7 @@ void PluginTopologyMgt::HandleBroadcastFailoverStatusChanged(const QVariant& not
 void PluginTopologyMgt::HandleBroadcastWebPageChanged(const QVariant& notify)
 {
     if (replaceWebPages(notify))
-        emit notifyWebPageChanged(notify.toList());
+        emit notifyWebPageChanged(PayloadFields::list(notify));
 }
 
 // ---- Status broadcasts -------------------------------------------------------
@@ -154,7 +154,7 @@ bool isStationEvent(const QVariant& notify)
 
 void PluginTopologyMgt::HandleNotifyCamStatusChanged(const QVariant& notify)
 {
-    const QVariantList statuses = notify.toList();
+    const QVariantList statuses = PayloadFields::list(notify);
     const CameraStatusTable::Changes changes = m_cameraStatuses.apply(statuses);
     for (const QString& cameraId : changes.edgeRecording)
         m_locations.addEdgeRecording(cameraId);
@@ -255,7 +255,7 @@ void PluginTopologyMgt::handleDiDoEvent(const QString& nodeId, const QString& ev
 // cameraInfoFrom agrees with the device tree when the signal arrives.
 void PluginTopologyMgt::handleCameraSettingsEvent(const QVariantMap& event)
 {
-    const QVariantList cameras = event.value(QStringLiteral("cameras")).toList();
+    const QVariantList cameras = PayloadFields::listOf(event, "cameras");
     QMap<QString, QVariant> projects;
     for (const QVariantMap& record : parseCamerasList(cameras, textOf(event, "relayPath")))
         projects.insert(record.value(QStringLiteral("idRole")).toString(), record.value(QStringLiteral("vcaProjectRole")));
@@ -312,7 +312,7 @@ void PluginTopologyMgt::HandleBroadcastSKYRCloudDeviceReconnected(const QVariant
 
 void PluginTopologyMgt::HandleBroadcastCamInsert(const QVariant& notify)
 {
-    const QStringList inserted = m_deviceTree.insertNewCameraNodes(notify.toList());
+    const QStringList inserted = m_deviceTree.insertNewCameraNodes(PayloadFields::list(notify));
     for (const QString& cameraId : inserted) {
         m_cameraStatuses.remember(
             cameraId,
@@ -348,7 +348,7 @@ void PluginTopologyMgt::HandleBroadcastCamChange(const QVariant& notify)
 
 void PluginTopologyMgt::HandleBroadcastStationInsert(const QVariant& notify)
 {
-    const QVariantList stations = notify.toList();
+    const QVariantList stations = PayloadFields::list(notify);
     const QStringList added = m_deviceTree.insertNewStationNodes(stations);
     QSet<QString> inserted(added.cbegin(), added.cend());
     for (const QVariant& entry : stations) {
@@ -474,7 +474,7 @@ void PluginTopologyMgt::HandleBroadcastLocRemoved(const QVariant& notify)
     const QVariantMap removal = notify.toMap();
     const QString relayPath = textOf(removal, "relayPath");
     const RecordingLocations::LocationRemoval removed =
-        m_locations.removeLocations(relayPath, removal.value(QStringLiteral("locInfo")).toList());
+        m_locations.removeLocations(relayPath, PayloadFields::listOf(removal, "locInfo"));
     removeRemovedCameras(relayPath, removed.removedCameras);
     for (const QString& nodeId : removed.moved)
         emit locationIDChanged(nodeId);

@@ -103,7 +103,7 @@ void PluginTopologyMgt::HandleRetrieveDevTopology(const Reply& reply)
     const ReplyPart part = reply.part;
     const QVariantMap topology = reply.data.toMap();
     const QString parentStationId = textOf(topology, "parentStationID");
-    const QVariantList nodeList = topology.value(QStringLiteral("nodeList")).toList();
+    const QVariantList nodeList = PayloadFields::listOf(topology, "nodeList");
 
     if (part.first)
         m_nodeListsReplaced.remove(parentStationId);
@@ -148,7 +148,7 @@ void PluginTopologyMgt::HandleRetrieveNodeInfo(const Reply& reply)
     const QString station = textOf(answer, "relayPath");
 
     const std::vector<QVariantMap> cameras =
-        parseCamerasList(answer.value(QStringLiteral("cameras")).toList(), station);
+        parseCamerasList(PayloadFields::listOf(answer, "cameras"), station);
     m_deviceTree.updateCameraInfo(cameras);
     for (const QVariantMap& camera : cameras)
         m_cameraInfoMap.insert(camera.value(QStringLiteral("idRole")).toString(), camera);
@@ -158,7 +158,7 @@ void PluginTopologyMgt::HandleRetrieveNodeInfo(const Reply& reply)
     emitDiDoNodeChangedSignal(cameras);
     m_locations.addEdgeRecordings(cameras);
 
-    const std::vector<QVariantMap> stations = parseStationsList(answer.value(QStringLiteral("stations")).toList());
+    const std::vector<QVariantMap> stations = parseStationsList(PayloadFields::listOf(answer, "stations"));
     m_deviceTree.updateStationInfo(stations);
     m_diDoStates.resizeFromRecords(stations);
     m_logicalTreeFeeder.insertStationIoDevices(stations);
@@ -191,14 +191,14 @@ void PluginTopologyMgt::HandleRetrieveRuleInfo(const Reply& reply)
         return;
     }
     const QVariantMap answer = reply.data.toMap();
-    for (const QVariant& cameraEntry : answer.value(QStringLiteral("cameras")).toList()) {
+    for (const QVariant& cameraEntry : PayloadFields::listOf(answer, "cameras")) {
         const QVariantMap camera = cameraEntry.toMap();
         const QString cameraId = textOf(camera, "camUID");
         const auto record = m_cameraInfoMap.find(cameraId);
         if (record == m_cameraInfoMap.end())
             continue;
         // Kept in the record and the tree, so no deeper than the module keeps anything.
-        const QVariantList rules = PayloadFields::withinNesting(camera.value(QStringLiteral("ruleList"))).toList();
+        const QVariantList rules = PayloadFields::list(PayloadFields::withinNesting(camera.value(QStringLiteral("ruleList"))));
         record->insert(QStringLiteral("ruleInfoListRole"), rules);
         m_deviceTree.setData(cameraId, StandardTopologyModel::ruleInfoListRole, rules);
     }
@@ -241,8 +241,8 @@ void PluginTopologyMgt::HandleRetrieveSrvInfo(const Reply& reply)
 void PluginTopologyMgt::HandleExternalDevicesRetrieve(const Reply& reply)
 {
     const QVariantList devices = reply.data.typeId() == QMetaType::QVariantList
-        ? reply.data.toList()
-        : reply.data.toMap().value(QStringLiteral("deviceList")).toList();
+        ? PayloadFields::list(reply.data)
+        : PayloadFields::listOf(reply.data.toMap(), "deviceList");
     if (devices.isEmpty())
         return;
     m_deviceTree.updateExternalDevice(devices);
@@ -345,7 +345,7 @@ void PluginTopologyMgt::HandleAddStationIntoLogicalTree(const Reply& reply)
 
 void PluginTopologyMgt::HandleLookupLogicalTreePathId(const Reply& reply)
 {
-    emit getLogicalTreePathIdsResponse(reply.data.toList());
+    emit getLogicalTreePathIdsResponse(PayloadFields::list(reply.data));
 }
 
 // The answer only says that the servers are done.
@@ -389,9 +389,9 @@ void PluginTopologyMgt::HandleGetAllWebPageResponse(const Reply& reply)
     if (!reply.succeeded() || !m_webPageController)
         return;
     if (reply.part.first) {
-        m_webPageController->setAllWebPages(reply.data.toList());
+        m_webPageController->setAllWebPages(PayloadFields::list(reply.data));
     } else {
-        for (const QVariant& page : reply.data.toList()) {
+        for (const QVariant& page : PayloadFields::list(reply.data)) {
             if (page.typeId() == QMetaType::QVariantMap)
                 m_webPageController->addWebPage(page.toMap());
         }
@@ -466,7 +466,7 @@ void PluginTopologyMgt::HandleGetCameraStatusResp(const Reply& reply)
 
 void PluginTopologyMgt::HandleGetAllDiDoRefname(const Reply& reply)
 {
-    const std::vector<QVariantMap> records = parseDiDoRefNames(reply.data.toList());
+    const std::vector<QVariantMap> records = parseDiDoRefNames(PayloadFields::list(reply.data));
     m_deviceTree.updateDiDoNames(records);
     m_logicalTree.updateDiDoNames(records);
     for (const QVariantMap& record : records) {

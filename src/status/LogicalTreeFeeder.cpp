@@ -40,7 +40,7 @@ QVariantMap LogicalTreeFeeder::withCameraNames(const QVariantMap& serverTree) co
     const QString childrenKey = QStringLiteral("children");
     std::vector<OpenNode> open;
     const auto enter = [&](const QVariantMap& node) {
-        open.push_back({withCameraName(node), node.value(childrenKey).toList(), 0, {}});
+        open.push_back({withCameraName(node), PayloadFields::list(node.value(childrenKey)), 0, {}});
     };
     enter(serverTree);
     QVariantMap result;

@@ -73,8 +73,8 @@ void RecordingLocations::applyLocationAnswer(const QVariantMap& locations)
 {
     const QString relayPath = textOf(locations, "relayPath");
     const bool isNvr = m_devices.data(relayPath, StandardTopologyModel::isNVRStationRole).toBool();
-    for (const QVariant& locationEntry : locations.value(QStringLiteral("locInfo")).toList()) {
-        for (const QVariant& channelEntry : locationEntry.toMap().value(QStringLiteral("locs")).toList()) {
+    for (const QVariant& locationEntry : PayloadFields::listOf(locations, "locInfo")) {
+        for (const QVariant& channelEntry : PayloadFields::listOf(locationEntry.toMap(), "locs")) {
             const QVariantMap channel = channelEntry.toMap();
             const QString alias = textOf(channel, "Alias");
             const QString locationId = textOf(channel, "Name");
@@ -110,7 +110,7 @@ void RecordingLocations::applyLocationAnswer(const QVariantMap& locations)
 QVariantList RecordingLocations::removedCamerasIn(const QVariantMap& locations)
 {
     QVariantList removedCameras;
-    for (const QVariant& entry : locations.value(QStringLiteral("removedCameras")).toList()) {
+    for (const QVariant& entry : PayloadFields::listOf(locations, "removedCameras")) {
         if (entry.typeId() == QMetaType::QVariantMap && !textOf(entry.toMap(), "camID").isEmpty())
             removedCameras.append(entry);
     }

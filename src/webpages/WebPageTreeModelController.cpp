@@ -35,7 +35,7 @@ bool WebPageTreeModelController::replaceAllWebPages(const QVariant& payload)
         TOPOLOGY_LOG_ERROR("%s, web page list is not a list", "WebPageTreeModelController::replaceAllWebPages");
         return false;
     }
-    setAllWebPages(payload.toList());
+    setAllWebPages(PayloadFields::list(payload));
     return true;
 }
 

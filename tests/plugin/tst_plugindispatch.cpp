@@ -650,6 +650,39 @@ private slots:
         }
     }
 
+    // Qt turns a text into a list of its characters; a text where a list
+    // belongs must read as no entries, or each character is taken for one.
+    void textWhereAListBelongsHasNoEntries()
+    {
+        Connected given;
+        QSignalSpy pages(&given.plugin, &PluginTopologyMgt::notifyWebPageChanged);
+        QSignalSpy pathIds(&given.plugin, &PluginTopologyMgt::getLogicalTreePathIdsResponse);
+        const QVariant text(QStringLiteral("C_3C_4"));
+        const QAbstractItemModel* devices = given.plugin.getStandardTopologyModel();
+        const auto nodeCount = [devices] {
+            int count = 0;
+            for (QModelIndexList open{QModelIndex()}; !open.isEmpty();) {
+                const QModelIndex parent = open.takeLast();
+                count += devices->rowCount(parent);
+                for (int row = 0; row < devices->rowCount(parent); ++row)
+                    open.append(devices->index(row, 0, parent));
+            }
+            return count;
+        };
+        const int nodesBefore = nodeCount();
+
+        given.framework.broadcast("NotifyWebPageChanged", text);
+        given.plugin.CommandProcessor(QStringLiteral("lookupLogicalTreePathIds"), text, nullptr, QStringLiteral("0"),
+                                      QString(), true, QString());
+        given.framework.broadcast("NotifyCamInsert", text);
+
+        QCOMPARE(pages.size(), 1);
+        QCOMPARE(pages.at(0).at(0).toList(), QVariantList());
+        QCOMPARE(pathIds.size(), 1);
+        QCOMPARE(pathIds.at(0).at(0).toList(), QVariantList());
+        QCOMPARE(nodeCount(), nodesBefore);
+    }
+
     void everyHandlerSurvivesMalformedPayloads()
     {
         Fixture given;
