@@ -1,7 +1,5 @@
 #include "TreeToListProxyModel.h"
 
-#include "TreeWalk.h"
-
 #include <algorithm>
 #include <iterator>
 #include <utility>
@@ -25,48 +23,38 @@ TreeToListProxyModel::TreeToListProxyModel(QObject* parent)
 void TreeToListProxyModel::setSourceModel(QAbstractItemModel* source)
 {
     beginResetModel();
-    disconnectSource();
+    m_sourceConnections.disconnectAll();
     forgetEverything();
     QAbstractProxyModel::setSourceModel(source);
-    connectSource(source);
+    if (source) {
+        using Model = QAbstractItemModel;
+        using Self = TreeToListProxyModel;
+        m_sourceConnections.replace({
+                connect(source, &Model::rowsInserted, this, &Self::sourceRowsInserted),
+                connect(source, &Model::rowsAboutToBeRemoved, this, &Self::sourceRowsAboutToBeRemoved),
+                connect(source, &Model::rowsRemoved, this, &Self::sourceRowsRemoved),
+                connect(source, &Model::dataChanged, this, &Self::sourceDataChanged),
+                connect(source, &Model::layoutAboutToBeChanged, this, [this] { sourceLayoutAboutToBeChanged(); }),
+                connect(source, &Model::layoutChanged, this, [this] { sourceLayoutChanged(); }),
+                connect(source, &Model::modelAboutToBeReset, this, [this] { sourceAboutToBeReset(); }),
+                connect(source, &Model::modelReset, this, [this] { sourceReset(); }),
+                // Moves and column changes are rare for trees; reading the tree again in
+                // its new shape, keeping which nodes were expanded, is simpler than
+                // following them step by step.
+                connect(source, &Model::rowsAboutToBeMoved, this, [this] { sourceLayoutAboutToBeChanged(); }),
+                connect(source, &Model::rowsMoved, this, [this] { sourceLayoutChanged(); }),
+                connect(source, &Model::columnsAboutToBeInserted, this, [this] { sourceLayoutAboutToBeChanged(); }),
+                connect(source, &Model::columnsInserted, this, [this] { sourceLayoutChanged(); }),
+                connect(source, &Model::columnsAboutToBeRemoved, this, [this] { sourceLayoutAboutToBeChanged(); }),
+                connect(source, &Model::columnsRemoved, this, [this] { sourceLayoutChanged(); }),
+                connect(source, &Model::columnsAboutToBeMoved, this, [this] { sourceLayoutAboutToBeChanged(); }),
+                connect(source, &Model::columnsMoved, this, [this] { sourceLayoutChanged(); }),
+                connect(source, &QObject::destroyed, this, [this] { sourceDestroyed(); }),
+        });
+    }
     endResetModel();
     if (source && source->rowCount() > 0)
         sourceRowsInserted(QModelIndex(), 0, source->rowCount() - 1);
-}
-
-void TreeToListProxyModel::connectSource(QAbstractItemModel* source)
-{
-    if (!source)
-        return;
-    using Model = QAbstractItemModel;
-    m_sourceConnections = {
-            connect(source, &Model::rowsInserted, this, &TreeToListProxyModel::sourceRowsInserted),
-            connect(source, &Model::rowsAboutToBeRemoved, this, &TreeToListProxyModel::sourceRowsAboutToBeRemoved),
-            connect(source, &Model::rowsRemoved, this, [this] { sourceRowsRemoved(); }),
-            connect(source, &Model::dataChanged, this, &TreeToListProxyModel::sourceDataChanged),
-            connect(source, &Model::layoutAboutToBeChanged, this, [this] { sourceLayoutAboutToBeChanged(); }),
-            connect(source, &Model::layoutChanged, this, [this] { sourceLayoutChanged(); }),
-            connect(source, &Model::modelAboutToBeReset, this, [this] { sourceAboutToBeReset(); }),
-            connect(source, &Model::modelReset, this, [this] { sourceReset(); }),
-            // Moves and column changes are rare for trees; reading the tree again in
-            // its new shape is simpler than following them step by step.
-            connect(source, &Model::rowsAboutToBeMoved, this, [this] { sourceLayoutAboutToBeChanged(); }),
-            connect(source, &Model::rowsMoved, this, [this] { sourceLayoutChanged(); }),
-            connect(source, &Model::columnsAboutToBeInserted, this, [this] { sourceLayoutAboutToBeChanged(); }),
-            connect(source, &Model::columnsInserted, this, [this] { sourceLayoutChanged(); }),
-            connect(source, &Model::columnsAboutToBeRemoved, this, [this] { sourceLayoutAboutToBeChanged(); }),
-            connect(source, &Model::columnsRemoved, this, [this] { sourceLayoutChanged(); }),
-            connect(source, &Model::columnsAboutToBeMoved, this, [this] { sourceLayoutAboutToBeChanged(); }),
-            connect(source, &Model::columnsMoved, this, [this] { sourceLayoutChanged(); }),
-            connect(source, &QObject::destroyed, this, [this] { sourceDestroyed(); }),
-    };
-}
-
-void TreeToListProxyModel::disconnectSource()
-{
-    for (const QMetaObject::Connection& connection : std::as_const(m_sourceConnections))
-        disconnect(connection);
-    m_sourceConnections.clear();
 }
 
 void TreeToListProxyModel::forgetEverything()
@@ -74,10 +62,10 @@ void TreeToListProxyModel::forgetEverything()
     m_rows.clear();
     m_rowOfNode.clear();
     m_rowsIndexedUpTo = 0;
-    m_expanded.clear();
-    m_parentLosingChildren = QPersistentModelIndex();
+    m_remembered.clear();
     m_layoutProxyIndexes.clear();
     m_layoutSourceIndexes.clear();
+    m_layoutExpandedNodes.clear();
 }
 
 int TreeToListProxyModel::rowCount(const QModelIndex& parent) const
@@ -135,6 +123,7 @@ QModelIndex TreeToListProxyModel::mapToSource(const QModelIndex& proxyIndex) con
 
 QModelIndex TreeToListProxyModel::mapFromSource(const QModelIndex& sourceIndex) const
 {
+    Q_ASSERT(!sourceIndex.isValid() || sourceIndex.model() == sourceModel());
     const int row = visibleRowOf(sourceIndex);
     return row >= 0 ? index(row, 0) : QModelIndex();
 }
@@ -172,7 +161,7 @@ void TreeToListProxyModel::expand(int row)
     if (row < 0 || row >= int(m_rows.size()) || indicatorOf(row) != Indicator::Collapsed)
         return;
     const ListItem& item = m_rows[size_t(row)];
-    m_expanded.insert(item.sourceIndex);
+    rememberExpanded(item.sourceIndex);
     insertVisible(row + 1, shownRowsUnder(item.sourceIndex, item.level + 1));
     announceIndicator(row);
 }
@@ -187,7 +176,9 @@ void TreeToListProxyModel::collapse(int row)
     // The nodes below keep their own state: expanding this row again shows them as
     // they are now.
     removeVisible(row + 1, end - 1);
-    m_expanded.remove(m_rows[size_t(row)].sourceIndex);
+    const QModelIndex node = m_rows[size_t(row)].sourceIndex;
+    m_remembered[node].expanded = false;
+    forgetIfUnneeded(node);
     announceIndicator(row);
 }
 
@@ -207,11 +198,10 @@ QString TreeToListProxyModel::checkConsistency() const
 {
     const QAbstractItemModel* source = sourceModel();
     if (!source)
-        return m_rows.empty() && m_expanded.isEmpty() ? QString() : QStringLiteral("rows kept without a source");
-    for (const QPersistentModelIndex& node : m_expanded) {
-        if (!node.isValid() || source->rowCount(node) == 0)
-            return QStringLiteral("an expanded node is gone or has no children");
-    }
+        return m_rows.empty() && m_remembered.isEmpty() ? QString() : QStringLiteral("rows kept without a source");
+    const QString rememberedProblem = checkRemembered();
+    if (!rememberedProblem.isEmpty())
+        return rememberedProblem;
     const ItemList expected = shownRowsUnder(QModelIndex(), 0);
     for (size_t row = 0; row < std::max(m_rows.size(), expected.size()); ++row) {
         if (row >= m_rows.size() || row >= expected.size())
@@ -240,27 +230,67 @@ QString TreeToListProxyModel::checkConsistency() const
     return QString();
 }
 
+QString TreeToListProxyModel::checkRemembered() const
+{
+    // Every entry must be reached from the root's, under a key the source would
+    // hand out now.
+    const QAbstractItemModel* source = sourceModel();
+    if (m_remembered.isEmpty())
+        return QString();
+    if (!m_remembered.contains(QModelIndex()))
+        return QStringLiteral("remembered nodes without the root's entry");
+    qsizetype reached = 0;
+    std::vector<QModelIndex> pending{QModelIndex()};
+    while (!pending.empty()) {
+        const QModelIndex node = pending.back();
+        pending.pop_back();
+        const auto entry = m_remembered.constFind(node);
+        if (entry == m_remembered.cend())
+            return QStringLiteral("a remembered child has no entry of its own");
+        ++reached;
+        if (node.isValid() && !entry->expanded && entry->children.empty())
+            return QStringLiteral("a node is remembered for nothing");
+        if (entry->expanded && source->rowCount(node) == 0)
+            return QStringLiteral("an expanded node is gone or has no children");
+        int previousRow = -1;
+        for (const QModelIndex& child : entry->children) {
+            if (child.row() <= previousRow || child != source->index(child.row(), 0, node))
+                return QStringLiteral("remembered child row %1 is out of order or out of date").arg(child.row());
+            previousRow = child.row();
+            pending.push_back(child);
+        }
+    }
+    if (reached != m_remembered.size())
+        return QStringLiteral("%1 nodes remembered, %2 reached from the root").arg(m_remembered.size()).arg(reached);
+    return QString();
+}
+
 void TreeToListProxyModel::sourceRowsInserted(const QModelIndex& parent, int first, int last)
 {
     if (!isSourceRange(parent, first, last))
         return;
+    // Keys first: every look-up below must find the later siblings at their new rows.
+    const int count = last - first + 1;
+    shiftListedChildren(parent, first, count);
+    shiftRememberedChildren(parent, first, count);
     // A node that had no children arrives collapsed: its expander changes, its rows
     // wait until it is expanded.
-    if (parent.isValid() && sourceModel()->rowCount(parent) == last - first + 1) {
+    if (parent.isValid() && sourceModel()->rowCount(parent) == count) {
         const int parentRow = visibleRowOf(parent);
         if (parentRow >= 0)
             announceIndicator(parentRow);
         return;
     }
     // Rows under a collapsed or hidden node are read from the source when it is
-    // expanded; only rows under a shown, expanded node appear now.
+    // expanded; only rows under a shown, expanded node appear now, in source order
+    // among their siblings.
     if (!showsChildrenOf(parent))
         return;
     const int level = parent.isValid() ? m_rows[size_t(visibleRowOf(parent))].level + 1 : 0;
     ItemList rows;
-    rows.reserve(size_t(last - first + 1));
+    rows.reserve(size_t(count));
     for (int row = first; row <= last; ++row)
-        rows.push_back({QPersistentModelIndex(sourceModel()->index(row, 0, parent)), level});
+        rows.push_back({sourceModel()->index(row, 0, parent), level});
     insertVisible(insertPosition(parent, last), std::move(rows));
 }
 
@@ -268,21 +298,24 @@ void TreeToListProxyModel::sourceRowsAboutToBeRemoved(const QModelIndex& parent,
 {
     if (!isSourceRange(parent, first, last))
         return;
-    forgetExpansionUnder(parent, first, last);
+    forgetRememberedUnder(parent, first, last);
     const Runs runs = visibleRuns(parent, first, last);
-    // Last run first, so that the earlier runs keep their positions.
+    // One removal per run of adjacent list rows, last run first, so that the
+    // earlier runs keep their positions.
     for (auto run = runs.rbegin(); run != runs.rend(); ++run)
         removeVisible(run->first, run->second - 1);
-    if (parent.isValid() && sourceModel()->rowCount(parent) == last - first + 1) {
-        // Children arriving later start collapsed.
-        m_expanded.remove(QPersistentModelIndex(parent));
-        m_parentLosingChildren = parent;
-    }
 }
 
-void TreeToListProxyModel::sourceRowsRemoved()
+void TreeToListProxyModel::sourceRowsRemoved(const QModelIndex& parent, int first, int last)
 {
-    const QPersistentModelIndex parent = std::exchange(m_parentLosingChildren, QPersistentModelIndex());
+    const QAbstractItemModel* source = sourceModel();
+    if (!source || first < 0 || last < first || (parent.isValid() && parent.model() != source))
+        return;
+    const int count = last - first + 1;
+    shiftListedChildren(parent, last + 1, -count);
+    shiftRememberedChildren(parent, last + 1, -count);
+    if (!parent.isValid() || source->rowCount(parent) > 0)
+        return;
     const int parentRow = visibleRowOf(parent);
     if (parentRow >= 0)
         announceIndicator(parentRow);
@@ -313,20 +346,26 @@ void TreeToListProxyModel::sourceLayoutAboutToBeChanged()
     m_layoutSourceIndexes.reserve(m_layoutProxyIndexes.size());
     for (const QModelIndex& proxyIndex : std::as_const(m_layoutProxyIndexes))
         m_layoutSourceIndexes.append(QPersistentModelIndex(mapToSource(proxyIndex)));
+    // Only for the change: the source moves these along with their nodes.
+    m_layoutExpandedNodes.clear();
+    for (auto node = m_remembered.cbegin(); node != m_remembered.cend(); ++node) {
+        if (node->expanded)
+            m_layoutExpandedNodes.append(QPersistentModelIndex(node.key()));
+    }
 }
 
 void TreeToListProxyModel::sourceLayoutChanged()
 {
     if (!m_layoutChanging)
         sourceLayoutAboutToBeChanged();
-    // The expanded nodes are held by persistent indexes, which followed the
-    // change; the list is read again in the source's new order.
-    for (auto node = m_expanded.begin(); node != m_expanded.end();) {
-        if (node->isValid() && sourceModel() && sourceModel()->rowCount(*node) > 0)
-            ++node;
-        else
-            node = m_expanded.erase(node);
+    // The list is read again in the source's new order, from the expanded nodes
+    // as the source moved them.
+    m_remembered.clear();
+    for (const QPersistentModelIndex& node : std::as_const(m_layoutExpandedNodes)) {
+        if (node.isValid() && sourceModel() && sourceModel()->rowCount(node) > 0)
+            rememberExpanded(node);
     }
+    m_layoutExpandedNodes.clear();
     m_rows = sourceModel() ? shownRowsUnder(QModelIndex(), 0) : ItemList();
     m_rowOfNode.clear();
     m_rowsIndexedUpTo = 0;
@@ -366,7 +405,7 @@ void TreeToListProxyModel::sourceReset()
 void TreeToListProxyModel::sourceDestroyed()
 {
     beginResetModel();
-    m_sourceConnections.clear();
+    m_sourceConnections.disconnectAll();
     forgetEverything();
     endResetModel();
 }
@@ -445,8 +484,8 @@ TreeToListProxyModel::ItemList TreeToListProxyModel::shownRowsUnder(const QModel
         }
         const QModelIndex child = source->index(top.next++, 0, top.parent);
         const int childLevel = top.level;
-        rows.push_back({QPersistentModelIndex(child), childLevel});
-        if (m_expanded.contains(rows.back().sourceIndex)) {
+        rows.push_back({child, childLevel});
+        if (isExpanded(child)) {
             const int count = source->rowCount(child);
             if (count > 0)
                 pending.push_back({child, 0, count, childLevel + 1});
@@ -455,17 +494,137 @@ TreeToListProxyModel::ItemList TreeToListProxyModel::shownRowsUnder(const QModel
     return rows;
 }
 
-void TreeToListProxyModel::forgetExpansionUnder(const QModelIndex& sourceParent, int first, int last)
+void TreeToListProxyModel::shiftListedChildren(const QModelIndex& sourceParent, int fromRow, int delta)
 {
-    if (m_expanded.isEmpty())
-        return;
     const QAbstractItemModel* source = sourceModel();
-    TreeWalk::forEachIndex(*source, sourceParent, first, last, [this, source](const QModelIndex& node) {
-        // Only nodes with children are ever expanded; asking first spares leaves a
-        // look-up key of their own.
-        if (!m_expanded.isEmpty() && source->rowCount(node) > 0)
-            m_expanded.remove(QPersistentModelIndex(node));
+    // Rows appended after every sibling, or removed from the end, shift nothing.
+    if (fromRow + delta >= source->rowCount(sourceParent))
+        return;
+    // Listed children exist only under the root or a listed, expanded parent;
+    // they are the rows one level below it up to the end of its subtree.
+    int position = 0;
+    int childLevel = 0;
+    if (sourceParent.isValid()) {
+        const int parentRow = visibleRowOf(sourceParent);
+        if (parentRow < 0)
+            return;
+        position = parentRow + 1;
+        childLevel = m_rows[size_t(parentRow)].level + 1;
+    }
+    // The shifted siblings follow the subtree of the last sibling that kept its row.
+    const int keptRow = std::min(fromRow, fromRow + delta) - 1;
+    if (keptRow >= 0) {
+        const int keptAt = visibleRowOf(source->index(keptRow, 0, sourceParent));
+        if (keptAt >= 0)
+            position = subtreeEnd(keptAt);
+    }
+    std::vector<int> shifted;
+    for (; position < int(m_rows.size()) && m_rows[size_t(position)].level >= childLevel; ++position) {
+        const ListItem& item = m_rows[size_t(position)];
+        if (item.level == childLevel && item.sourceIndex.row() >= fromRow)
+            shifted.push_back(position);
+    }
+    // Siblings share a parent key: rewritten away from the shift, no new key meets
+    // an old one still in the hash.
+    if (delta > 0)
+        std::reverse(shifted.begin(), shifted.end());
+    for (int at : shifted) {
+        ListItem& item = m_rows[size_t(at)];
+        m_rowOfNode.remove(item.sourceIndex);
+        item.sourceIndex = source->index(item.sourceIndex.row() + delta, 0, sourceParent);
+        m_rowOfNode.insert(item.sourceIndex, at);
+    }
+}
+
+void TreeToListProxyModel::shiftRememberedChildren(const QModelIndex& sourceParent, int fromRow, int delta)
+{
+    const auto parentEntry = m_remembered.find(sourceParent);
+    if (parentEntry == m_remembered.end())
+        return;
+    // Taken out while the children's own entries are rekeyed, which may move the
+    // hash's storage.
+    std::vector<QModelIndex> children = std::move(parentEntry->children);
+    const auto firstShifted = std::find_if(children.begin(), children.end(),
+                                           [fromRow](const QModelIndex& child) { return child.row() >= fromRow; });
+    std::vector<QModelIndex*> shifted;
+    for (auto child = firstShifted; child != children.end(); ++child)
+        shifted.push_back(&*child);
+    if (delta > 0)
+        std::reverse(shifted.begin(), shifted.end());
+    const QAbstractItemModel* source = sourceModel();
+    for (QModelIndex* child : shifted) {
+        Remembered entry = m_remembered.take(*child);
+        *child = source->index(child->row() + delta, 0, sourceParent);
+        m_remembered.insert(*child, std::move(entry));
+    }
+    m_remembered[sourceParent].children = std::move(children);
+}
+
+bool TreeToListProxyModel::isExpanded(const QModelIndex& sourceNode) const
+{
+    const auto entry = m_remembered.constFind(sourceNode);
+    return entry != m_remembered.cend() && entry->expanded;
+}
+
+void TreeToListProxyModel::rememberExpanded(const QModelIndex& sourceNode)
+{
+    m_remembered[sourceNode].expanded = true;
+    // Linked into its ancestors' entries up to the first one that was known,
+    // which is linked already.
+    for (QModelIndex child = sourceNode; child.isValid(); child = child.parent()) {
+        const QModelIndex parent = child.parent();
+        const bool known = m_remembered.contains(parent);
+        std::vector<QModelIndex>& siblings = m_remembered[parent].children;
+        const auto at = std::lower_bound(siblings.begin(), siblings.end(), child.row(),
+                                         [](const QModelIndex& sibling, int row) { return sibling.row() < row; });
+        if (at != siblings.end() && at->row() == child.row())
+            return;
+        siblings.insert(at, child);
+        if (known)
+            return;
+    }
+}
+
+void TreeToListProxyModel::forgetIfUnneeded(QModelIndex sourceNode)
+{
+    for (;;) {
+        const auto entry = m_remembered.find(sourceNode);
+        if (entry == m_remembered.end() || entry->expanded || !entry->children.empty())
+            return;
+        m_remembered.erase(entry);
+        if (!sourceNode.isValid())
+            return;
+        const QModelIndex parent = sourceNode.parent();
+        std::vector<QModelIndex>& siblings = m_remembered[parent].children;
+        siblings.erase(std::remove(siblings.begin(), siblings.end(), sourceNode), siblings.end());
+        sourceNode = parent;
+    }
+}
+
+void TreeToListProxyModel::forgetRememberedUnder(const QModelIndex& sourceParent, int first, int last)
+{
+    const auto parentEntry = m_remembered.find(sourceParent);
+    if (parentEntry == m_remembered.end())
+        return;
+    std::vector<QModelIndex> pending;
+    std::vector<QModelIndex>& children = parentEntry->children;
+    const auto removed = std::remove_if(children.begin(), children.end(), [&](const QModelIndex& child) {
+        const bool goes = child.row() >= first && child.row() <= last;
+        if (goes)
+            pending.push_back(child);
+        return goes;
     });
+    children.erase(removed, children.end());
+    // Children arriving later start collapsed.
+    if (sourceParent.isValid() && sourceModel()->rowCount(sourceParent) == last - first + 1)
+        parentEntry->expanded = false;
+    // Only the remembered part of the removed subtrees is walked.
+    while (!pending.empty()) {
+        const Remembered entry = m_remembered.take(pending.back());
+        pending.pop_back();
+        pending.insert(pending.end(), entry.children.cbegin(), entry.children.cend());
+    }
+    forgetIfUnneeded(sourceParent);
 }
 
 void TreeToListProxyModel::insertVisible(int at, ItemList rows)
@@ -523,16 +682,13 @@ int TreeToListProxyModel::visibleRowOf(const QModelIndex& sourceIndex) const
 {
     if (!sourceIndex.isValid() || sourceIndex.model() != sourceModel())
         return -1;
-    // Keyed by the node's persistent data: a node without one gets a new key that
-    // nothing in the hash can equal.
-    const QPersistentModelIndex node(sourceIndex);
-    const auto found = m_rowOfNode.constFind(node);
+    const auto found = m_rowOfNode.constFind(sourceIndex);
     if (found == m_rowOfNode.cend())
         return -1;
     if (*found < m_rowsIndexedUpTo)
         return *found;
     indexAllRows();
-    return m_rowOfNode.value(node, -1);
+    return m_rowOfNode.value(sourceIndex, -1);
 }
 
 void TreeToListProxyModel::indexAllRows() const
