@@ -62,7 +62,7 @@ void TreeToListProxyModel::forgetEverything()
     m_rows.clear();
     m_rowOfNode.clear();
     m_rowsIndexedUpTo = 0;
-    m_remembered.clear();
+    m_expanded.clear();
     m_layoutProxyIndexes.clear();
     m_layoutSourceIndexes.clear();
     m_layoutExpandedNodes.clear();
@@ -161,7 +161,7 @@ void TreeToListProxyModel::expand(int row)
     if (row < 0 || row >= int(m_rows.size()) || indicatorOf(row) != Indicator::Collapsed)
         return;
     const ListItem& item = m_rows[size_t(row)];
-    rememberExpanded(item.sourceIndex);
+    m_expanded.insert(item.sourceIndex);
     insertVisible(row + 1, shownRowsUnder(item.sourceIndex, item.level + 1));
     announceIndicator(row);
 }
@@ -176,9 +176,7 @@ void TreeToListProxyModel::collapse(int row)
     // The nodes below keep their own state: expanding this row again shows them as
     // they are now.
     removeVisible(row + 1, end - 1);
-    const QModelIndex node = m_rows[size_t(row)].sourceIndex;
-    m_remembered[node].expanded = false;
-    forgetIfUnneeded(node);
+    m_expanded.remove(m_rows[size_t(row)].sourceIndex);
     announceIndicator(row);
 }
 
@@ -198,8 +196,8 @@ QString TreeToListProxyModel::checkConsistency() const
 {
     const QAbstractItemModel* source = sourceModel();
     if (!source)
-        return m_rows.empty() && m_remembered.isEmpty() ? QString() : QStringLiteral("rows kept without a source");
-    const QString rememberedProblem = checkRemembered();
+        return m_rows.empty() && m_expanded.isEmpty() ? QString() : QStringLiteral("rows kept without a source");
+    const QString rememberedProblem = m_expanded.check(*source);
     if (!rememberedProblem.isEmpty())
         return rememberedProblem;
     const ItemList expected = shownRowsUnder(QModelIndex(), 0);
@@ -230,41 +228,6 @@ QString TreeToListProxyModel::checkConsistency() const
     return QString();
 }
 
-QString TreeToListProxyModel::checkRemembered() const
-{
-    // Every entry must be reached from the root's, under a key the source would
-    // hand out now.
-    const QAbstractItemModel* source = sourceModel();
-    if (m_remembered.isEmpty())
-        return QString();
-    if (!m_remembered.contains(QModelIndex()))
-        return QStringLiteral("remembered nodes without the root's entry");
-    qsizetype reached = 0;
-    std::vector<QModelIndex> pending{QModelIndex()};
-    while (!pending.empty()) {
-        const QModelIndex node = pending.back();
-        pending.pop_back();
-        const auto entry = m_remembered.constFind(node);
-        if (entry == m_remembered.cend())
-            return QStringLiteral("a remembered child has no entry of its own");
-        ++reached;
-        if (node.isValid() && !entry->expanded && entry->children.empty())
-            return QStringLiteral("a node is remembered for nothing");
-        if (entry->expanded && source->rowCount(node) == 0)
-            return QStringLiteral("an expanded node is gone or has no children");
-        int previousRow = -1;
-        for (const QModelIndex& child : entry->children) {
-            if (child.row() <= previousRow || child != source->index(child.row(), 0, node))
-                return QStringLiteral("remembered child row %1 is out of order or out of date").arg(child.row());
-            previousRow = child.row();
-            pending.push_back(child);
-        }
-    }
-    if (reached != m_remembered.size())
-        return QStringLiteral("%1 nodes remembered, %2 reached from the root").arg(m_remembered.size()).arg(reached);
-    return QString();
-}
-
 void TreeToListProxyModel::sourceRowsInserted(const QModelIndex& parent, int first, int last)
 {
     if (!isSourceRange(parent, first, last))
@@ -272,7 +235,7 @@ void TreeToListProxyModel::sourceRowsInserted(const QModelIndex& parent, int fir
     // Keys first: every look-up below must find the later siblings at their new rows.
     const int count = last - first + 1;
     shiftListedChildren(parent, first, count);
-    shiftRememberedChildren(parent, first, count);
+    m_expanded.shiftChildren(*sourceModel(), parent, first, count);
     // A node that had no children arrives collapsed: its expander changes, its rows
     // wait until it is expanded.
     if (parent.isValid() && sourceModel()->rowCount(parent) == count) {
@@ -298,7 +261,10 @@ void TreeToListProxyModel::sourceRowsAboutToBeRemoved(const QModelIndex& parent,
 {
     if (!isSourceRange(parent, first, last))
         return;
-    forgetRememberedUnder(parent, first, last);
+    m_expanded.forgetRowsUnder(parent, first, last);
+    // Children arriving later start collapsed.
+    if (parent.isValid() && sourceModel()->rowCount(parent) == last - first + 1)
+        m_expanded.remove(parent);
     const Runs runs = visibleRuns(parent, first, last);
     // One removal per run of adjacent list rows, last run first, so that the
     // earlier runs keep their positions.
@@ -313,7 +279,7 @@ void TreeToListProxyModel::sourceRowsRemoved(const QModelIndex& parent, int firs
         return;
     const int count = last - first + 1;
     shiftListedChildren(parent, last + 1, -count);
-    shiftRememberedChildren(parent, last + 1, -count);
+    m_expanded.shiftChildren(*source, parent, last + 1, -count);
     if (!parent.isValid() || source->rowCount(parent) > 0)
         return;
     const int parentRow = visibleRowOf(parent);
@@ -348,10 +314,9 @@ void TreeToListProxyModel::sourceLayoutAboutToBeChanged()
         m_layoutSourceIndexes.append(QPersistentModelIndex(mapToSource(proxyIndex)));
     // Only for the change: the source moves these along with their nodes.
     m_layoutExpandedNodes.clear();
-    for (auto node = m_remembered.cbegin(); node != m_remembered.cend(); ++node) {
-        if (node->expanded)
-            m_layoutExpandedNodes.append(QPersistentModelIndex(node.key()));
-    }
+    const QModelIndexList expanded = m_expanded.nodes();
+    for (const QModelIndex& node : expanded)
+        m_layoutExpandedNodes.append(QPersistentModelIndex(node));
 }
 
 void TreeToListProxyModel::sourceLayoutChanged()
@@ -360,10 +325,10 @@ void TreeToListProxyModel::sourceLayoutChanged()
         sourceLayoutAboutToBeChanged();
     // The list is read again in the source's new order, from the expanded nodes
     // as the source moved them.
-    m_remembered.clear();
+    m_expanded.clear();
     for (const QPersistentModelIndex& node : std::as_const(m_layoutExpandedNodes)) {
         if (node.isValid() && sourceModel() && sourceModel()->rowCount(node) > 0)
-            rememberExpanded(node);
+            m_expanded.insert(node);
     }
     m_layoutExpandedNodes.clear();
     m_rows = sourceModel() ? shownRowsUnder(QModelIndex(), 0) : ItemList();
@@ -485,7 +450,7 @@ TreeToListProxyModel::ItemList TreeToListProxyModel::shownRowsUnder(const QModel
         const QModelIndex child = source->index(top.next++, 0, top.parent);
         const int childLevel = top.level;
         rows.push_back({child, childLevel});
-        if (isExpanded(child)) {
+        if (m_expanded.contains(child)) {
             const int count = source->rowCount(child);
             if (count > 0)
                 pending.push_back({child, 0, count, childLevel + 1});
@@ -534,97 +499,6 @@ void TreeToListProxyModel::shiftListedChildren(const QModelIndex& sourceParent, 
         item.sourceIndex = source->index(item.sourceIndex.row() + delta, 0, sourceParent);
         m_rowOfNode.insert(item.sourceIndex, at);
     }
-}
-
-void TreeToListProxyModel::shiftRememberedChildren(const QModelIndex& sourceParent, int fromRow, int delta)
-{
-    const auto parentEntry = m_remembered.find(sourceParent);
-    if (parentEntry == m_remembered.end())
-        return;
-    // Taken out while the children's own entries are rekeyed, which may move the
-    // hash's storage.
-    std::vector<QModelIndex> children = std::move(parentEntry->children);
-    const auto firstShifted = std::find_if(children.begin(), children.end(),
-                                           [fromRow](const QModelIndex& child) { return child.row() >= fromRow; });
-    std::vector<QModelIndex*> shifted;
-    for (auto child = firstShifted; child != children.end(); ++child)
-        shifted.push_back(&*child);
-    if (delta > 0)
-        std::reverse(shifted.begin(), shifted.end());
-    const QAbstractItemModel* source = sourceModel();
-    for (QModelIndex* child : shifted) {
-        Remembered entry = m_remembered.take(*child);
-        *child = source->index(child->row() + delta, 0, sourceParent);
-        m_remembered.insert(*child, std::move(entry));
-    }
-    m_remembered[sourceParent].children = std::move(children);
-}
-
-bool TreeToListProxyModel::isExpanded(const QModelIndex& sourceNode) const
-{
-    const auto entry = m_remembered.constFind(sourceNode);
-    return entry != m_remembered.cend() && entry->expanded;
-}
-
-void TreeToListProxyModel::rememberExpanded(const QModelIndex& sourceNode)
-{
-    m_remembered[sourceNode].expanded = true;
-    // Linked into its ancestors' entries up to the first one that was known,
-    // which is linked already.
-    for (QModelIndex child = sourceNode; child.isValid(); child = child.parent()) {
-        const QModelIndex parent = child.parent();
-        const bool known = m_remembered.contains(parent);
-        std::vector<QModelIndex>& siblings = m_remembered[parent].children;
-        const auto at = std::lower_bound(siblings.begin(), siblings.end(), child.row(),
-                                         [](const QModelIndex& sibling, int row) { return sibling.row() < row; });
-        if (at != siblings.end() && at->row() == child.row())
-            return;
-        siblings.insert(at, child);
-        if (known)
-            return;
-    }
-}
-
-void TreeToListProxyModel::forgetIfUnneeded(QModelIndex sourceNode)
-{
-    for (;;) {
-        const auto entry = m_remembered.find(sourceNode);
-        if (entry == m_remembered.end() || entry->expanded || !entry->children.empty())
-            return;
-        m_remembered.erase(entry);
-        if (!sourceNode.isValid())
-            return;
-        const QModelIndex parent = sourceNode.parent();
-        std::vector<QModelIndex>& siblings = m_remembered[parent].children;
-        siblings.erase(std::remove(siblings.begin(), siblings.end(), sourceNode), siblings.end());
-        sourceNode = parent;
-    }
-}
-
-void TreeToListProxyModel::forgetRememberedUnder(const QModelIndex& sourceParent, int first, int last)
-{
-    const auto parentEntry = m_remembered.find(sourceParent);
-    if (parentEntry == m_remembered.end())
-        return;
-    std::vector<QModelIndex> pending;
-    std::vector<QModelIndex>& children = parentEntry->children;
-    const auto removed = std::remove_if(children.begin(), children.end(), [&](const QModelIndex& child) {
-        const bool goes = child.row() >= first && child.row() <= last;
-        if (goes)
-            pending.push_back(child);
-        return goes;
-    });
-    children.erase(removed, children.end());
-    // Children arriving later start collapsed.
-    if (sourceParent.isValid() && sourceModel()->rowCount(sourceParent) == last - first + 1)
-        parentEntry->expanded = false;
-    // Only the remembered part of the removed subtrees is walked.
-    while (!pending.empty()) {
-        const Remembered entry = m_remembered.take(pending.back());
-        pending.pop_back();
-        pending.insert(pending.end(), entry.children.cbegin(), entry.children.cend());
-    }
-    forgetIfUnneeded(sourceParent);
 }
 
 void TreeToListProxyModel::insertVisible(int at, ItemList rows)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ExpandedNodes.h"
 #include "SourceConnections.h"
 
 #include <QAbstractProxyModel>
@@ -83,15 +84,6 @@ private:
 
     enum class Indicator { None, Collapsed, Expanded };
 
-    // A node the proxy must find again after rows shift: an expanded node, or an
-    // ancestor of one, so that the rewrite of a shifted node reaches its entry.
-    struct Remembered
-    {
-        bool expanded = false;
-        // Remembered children, by ascending row.
-        std::vector<QModelIndex> children;
-    };
-
     void forgetEverything();
 
     void sourceRowsInserted(const QModelIndex& parent, int first, int last);
@@ -110,16 +102,9 @@ private:
     Runs visibleRuns(const QModelIndex& sourceParent, int first, int last) const;
     ItemList shownRowsUnder(const QModelIndex& sourceParent, int level) const;
 
-    // Rewrites the stored indexes of the children of sourceParent from fromRow on
-    // (numbered as before the change), which moved by delta rows.
+    // Rewrites the stored indexes of the listed children of sourceParent from
+    // fromRow on (numbered as before the change), which moved by delta rows.
     void shiftListedChildren(const QModelIndex& sourceParent, int fromRow, int delta);
-    void shiftRememberedChildren(const QModelIndex& sourceParent, int fromRow, int delta);
-
-    bool isExpanded(const QModelIndex& sourceNode) const;
-    void rememberExpanded(const QModelIndex& sourceNode);
-    void forgetIfUnneeded(QModelIndex sourceNode);
-    void forgetRememberedUnder(const QModelIndex& sourceParent, int first, int last);
-    QString checkRemembered() const;
 
     void insertVisible(int at, ItemList rows);
     void removeVisible(int first, int last);
@@ -134,9 +119,7 @@ private:
     // be stale after an insertion or removal; visibleRowOf() refreshes them.
     mutable QHash<QModelIndex, int> m_rowOfNode;
     mutable int m_rowsIndexedUpTo = 0;
-    // Keyed by source node, the root (an invalid index) included while anything
-    // is remembered. A collapsed node keeps the expansion state of the nodes below.
-    QHash<QModelIndex, Remembered> m_remembered;
+    ExpandedNodes m_expanded;
 
     bool m_resetting = false;
     bool m_layoutChanging = false;
