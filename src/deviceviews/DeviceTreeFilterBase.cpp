@@ -1,28 +1,34 @@
 #include "DeviceTreeFilterBase.h"
 
+#include "DataChangedBatch.h"
 #include "StandardTopologyModel.h"
 
 #include <algorithm>
-#include <utility>
 
 using Model = StandardTopologyModel;
 
 DeviceTreeFilterBase::DeviceTreeFilterBase(QObject* parent)
     : QSortFilterProxyModel(parent)
+    , m_check(*this, [this](const QModelIndex& sourceNode) {
+        // Recursive filtering shows a node that its own filter rejects when a
+        // descendant is accepted.
+        return filterAcceptsRow(sourceNode.row(), sourceNode.parent()) ? RecursiveFilterCheck::Verdict::Accepted
+                                                                       : RecursiveFilterCheck::Verdict::DependsOnChildren;
+    })
 {
     setRecursiveFilteringEnabled(true);
 }
 
 void DeviceTreeFilterBase::setSourceModel(QAbstractItemModel* sourceModel)
 {
-    disconnect(m_changeConnection);
+    m_sourceConnections.disconnectAll();
     m_fields.forgetSourceModel();
     QSortFilterProxyModel::setSourceModel(sourceModel);
     // Connected after the base class, so that the check sees the rows as Qt
     // has already filtered them for this change.
     if (sourceModel)
-        m_changeConnection = connect(sourceModel, &QAbstractItemModel::dataChanged, this,
-                                     &DeviceTreeFilterBase::followSourceChange);
+        m_sourceConnections.replace(
+                {connect(sourceModel, &QAbstractItemModel::dataChanged, this, &DeviceTreeFilterBase::followSourceChange)});
 }
 
 bool DeviceTreeFilterBase::isOrderedBefore(const QModelIndex& left, const QModelIndex& right)
@@ -73,65 +79,32 @@ void DeviceTreeFilterBase::followSourceChange(const QModelIndex& topLeft, const 
         return;
     const QModelIndex parent = topLeft.parent();
     const int lastRow = std::min(bottomRight.row(), source->rowCount(parent) - 1);
-    if (filtersOn(roles)) {
-        for (int row = topLeft.row(); row <= lastRow; ++row) {
-            if (acceptanceIsStale(source->index(row, 0, parent), roles)) {
-                invalidateRowsFilter();
-                break;
-            }
-        }
-    }
+    if (filtersOn(roles) && acceptanceIsStale(parent, topLeft.row(), lastRow, roles))
+        invalidateRowsFilter();
     const QList<int> derived = derivedRoles(roles);
-    if (derived.isEmpty())
+    if (derived.isEmpty() || !m_check.isShown(parent))
         return;
-    // Sorting may scatter a source range, so each row is announced on its own.
-    if (!isShown(parent))
-        return;
+    // Sorting may scatter a source range; the batch joins the rows that stay adjacent.
+    DataChangedBatch batch;
+    const QSet<int> derivedSet(derived.cbegin(), derived.cend());
     for (int row = topLeft.row(); row <= lastRow; ++row) {
         const QModelIndex shown = mapFromSource(source->index(row, 0, parent));
         if (shown.isValid())
-            emit dataChanged(shown, shown, derived);
+            batch.add(shown, derivedSet);
     }
+    batch.emitFrom(this);
 }
 
-bool DeviceTreeFilterBase::isShown(const QModelIndex& sourceNode) const
+bool DeviceTreeFilterBase::acceptanceIsStale(const QModelIndex& sourceParent, int first, int last,
+                                             const QList<int>& roles) const
 {
-    // Asked from the top down: Qt maps a row below a hidden parent as if the
-    // parent were shown, so each level must be known to be shown first.
-    QList<QModelIndex> path;
-    for (QModelIndex node = sourceNode; node.isValid(); node = node.parent())
-        path.prepend(node);
-    for (const QModelIndex& node : std::as_const(path)) {
-        if (!mapFromSource(node).isValid())
-            return false;
-    }
-    return true;
-}
-
-bool DeviceTreeFilterBase::acceptanceIsStale(const QModelIndex& sourceNode, const QList<int>& roles) const
-{
-    const QModelIndex parent = sourceNode.parent();
-    // Qt leaves rows under a hidden parent alone; if this one is accepted now,
-    // its parent and ancestors must appear.
-    if (!isShown(parent))
-        return acceptsWithDescendants(sourceNode);
-    if (mapFromSource(sourceNode).isValid())
-        return changeReachesDescendants(sourceNode, roles);
-    if (!parent.isValid())
-        return false;
-    // The node is gone from under its parent, which may have lost its last
-    // reason to be shown.
-    return rowCount(mapFromSource(parent)) == 0 && !filterAcceptsRow(parent.row(), parent.parent());
-}
-
-bool DeviceTreeFilterBase::acceptsWithDescendants(const QModelIndex& sourceNode) const
-{
-    if (filterAcceptsRow(sourceNode.row(), sourceNode.parent()))
+    if (m_check.ancestorsAreStale(sourceParent, first, last))
         return true;
-    const QAbstractItemModel* source = sourceModel();
-    const int count = source->rowCount(sourceNode);
-    for (int row = 0; row < count; ++row) {
-        if (acceptsWithDescendants(source->index(row, 0, sourceNode)))
+    if (!m_check.isShown(sourceParent))
+        return false;
+    for (int row = first; row <= last; ++row) {
+        const QModelIndex node = sourceModel()->index(row, 0, sourceParent);
+        if (mapFromSource(node).isValid() && changeReachesDescendants(node, roles) && m_check.descendantsAreStale(node))
             return true;
     }
     return false;

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "NodeFieldReader.h"
+#include "RecursiveFilterCheck.h"
+#include "SourceConnections.h"
 
 #include <QList>
 #include <QSortFilterProxyModel>
@@ -14,11 +16,11 @@
 // the ancestors of accepted nodes are accepted through recursive filtering. Qt
 // re-checks the ancestors of a changed row only when the change names the filter
 // role or no role at all, while the device tree names exactly the roles it wrote.
-// So after a change that names a role the subclass filters on, a short check of
-// the changed node and its parent tells whether an ancestor must now appear or
-// disappear, and only then are the rows filtered again. Changes of roles that no
-// filter reads (connection and recording status) cost nothing beyond Qt's own
-// forwarding.
+// So after a change that names a role the subclass filters on, a check of the
+// changed rows' ancestors (and, where the subclass says the change reaches them,
+// descendants) tells whether a row must now appear or disappear, and only then
+// are the rows filtered again. Changes of roles that no filter reads (connection
+// and recording status) cost nothing beyond Qt's own forwarding.
 class DeviceTreeFilterBase : public QSortFilterProxyModel
 {
     Q_OBJECT
@@ -47,10 +49,9 @@ protected:
 
 private:
     void followSourceChange(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles);
-    bool isShown(const QModelIndex& sourceNode) const;
-    bool acceptanceIsStale(const QModelIndex& sourceNode, const QList<int>& roles) const;
-    bool acceptsWithDescendants(const QModelIndex& sourceNode) const;
+    bool acceptanceIsStale(const QModelIndex& sourceParent, int first, int last, const QList<int>& roles) const;
 
     NodeFieldReader m_fields;
-    QMetaObject::Connection m_changeConnection;
+    RecursiveFilterCheck m_check;
+    SourceConnections m_sourceConnections;
 };

@@ -48,6 +48,7 @@ void EventDeviceModel::capabilitiesChanged()
 
 QVariant EventDeviceModel::data(const QModelIndex& index, int role) const
 {
+    Q_ASSERT(checkIndex(index));
     if (!index.isValid() || (role != Model::dataRole && role != Model::nodeTypeRole))
         return DeviceTreeFilterBase::data(index, role);
     if (role == Model::dataRole) {

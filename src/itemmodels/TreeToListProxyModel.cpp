@@ -1,7 +1,5 @@
 #include "TreeToListProxyModel.h"
 
-#include "TreeWalk.h"
-
 #include <algorithm>
 #include <iterator>
 #include <utility>
@@ -25,48 +23,38 @@ TreeToListProxyModel::TreeToListProxyModel(QObject* parent)
 void TreeToListProxyModel::setSourceModel(QAbstractItemModel* source)
 {
     beginResetModel();
-    disconnectSource();
+    m_sourceConnections.disconnectAll();
     forgetEverything();
     QAbstractProxyModel::setSourceModel(source);
-    connectSource(source);
+    if (source) {
+        using Model = QAbstractItemModel;
+        using Self = TreeToListProxyModel;
+        m_sourceConnections.replace({
+                connect(source, &Model::rowsInserted, this, &Self::sourceRowsInserted),
+                connect(source, &Model::rowsAboutToBeRemoved, this, &Self::sourceRowsAboutToBeRemoved),
+                connect(source, &Model::rowsRemoved, this, &Self::sourceRowsRemoved),
+                connect(source, &Model::dataChanged, this, &Self::sourceDataChanged),
+                connect(source, &Model::layoutAboutToBeChanged, this, [this] { sourceLayoutAboutToBeChanged(); }),
+                connect(source, &Model::layoutChanged, this, [this] { sourceLayoutChanged(); }),
+                connect(source, &Model::modelAboutToBeReset, this, [this] { sourceAboutToBeReset(); }),
+                connect(source, &Model::modelReset, this, [this] { sourceReset(); }),
+                // Moves and column changes are rare for trees; reading the tree again in
+                // its new shape, keeping which nodes were expanded, is simpler than
+                // following them step by step.
+                connect(source, &Model::rowsAboutToBeMoved, this, [this] { sourceLayoutAboutToBeChanged(); }),
+                connect(source, &Model::rowsMoved, this, [this] { sourceLayoutChanged(); }),
+                connect(source, &Model::columnsAboutToBeInserted, this, [this] { sourceLayoutAboutToBeChanged(); }),
+                connect(source, &Model::columnsInserted, this, [this] { sourceLayoutChanged(); }),
+                connect(source, &Model::columnsAboutToBeRemoved, this, [this] { sourceLayoutAboutToBeChanged(); }),
+                connect(source, &Model::columnsRemoved, this, [this] { sourceLayoutChanged(); }),
+                connect(source, &Model::columnsAboutToBeMoved, this, [this] { sourceLayoutAboutToBeChanged(); }),
+                connect(source, &Model::columnsMoved, this, [this] { sourceLayoutChanged(); }),
+                connect(source, &QObject::destroyed, this, [this] { sourceDestroyed(); }),
+        });
+    }
     endResetModel();
     if (source && source->rowCount() > 0)
         sourceRowsInserted(QModelIndex(), 0, source->rowCount() - 1);
-}
-
-void TreeToListProxyModel::connectSource(QAbstractItemModel* source)
-{
-    if (!source)
-        return;
-    using Model = QAbstractItemModel;
-    m_sourceConnections = {
-            connect(source, &Model::rowsInserted, this, &TreeToListProxyModel::sourceRowsInserted),
-            connect(source, &Model::rowsAboutToBeRemoved, this, &TreeToListProxyModel::sourceRowsAboutToBeRemoved),
-            connect(source, &Model::rowsRemoved, this, [this] { sourceRowsRemoved(); }),
-            connect(source, &Model::dataChanged, this, &TreeToListProxyModel::sourceDataChanged),
-            connect(source, &Model::layoutAboutToBeChanged, this, [this] { sourceLayoutAboutToBeChanged(); }),
-            connect(source, &Model::layoutChanged, this, [this] { sourceLayoutChanged(); }),
-            connect(source, &Model::modelAboutToBeReset, this, [this] { sourceAboutToBeReset(); }),
-            connect(source, &Model::modelReset, this, [this] { sourceReset(); }),
-            // Moves and column changes are rare for trees; reading the tree again in
-            // its new shape is simpler than following them step by step.
-            connect(source, &Model::rowsAboutToBeMoved, this, [this] { sourceLayoutAboutToBeChanged(); }),
-            connect(source, &Model::rowsMoved, this, [this] { sourceLayoutChanged(); }),
-            connect(source, &Model::columnsAboutToBeInserted, this, [this] { sourceLayoutAboutToBeChanged(); }),
-            connect(source, &Model::columnsInserted, this, [this] { sourceLayoutChanged(); }),
-            connect(source, &Model::columnsAboutToBeRemoved, this, [this] { sourceLayoutAboutToBeChanged(); }),
-            connect(source, &Model::columnsRemoved, this, [this] { sourceLayoutChanged(); }),
-            connect(source, &Model::columnsAboutToBeMoved, this, [this] { sourceLayoutAboutToBeChanged(); }),
-            connect(source, &Model::columnsMoved, this, [this] { sourceLayoutChanged(); }),
-            connect(source, &QObject::destroyed, this, [this] { sourceDestroyed(); }),
-    };
-}
-
-void TreeToListProxyModel::disconnectSource()
-{
-    for (const QMetaObject::Connection& connection : std::as_const(m_sourceConnections))
-        disconnect(connection);
-    m_sourceConnections.clear();
 }
 
 void TreeToListProxyModel::forgetEverything()
@@ -75,9 +63,9 @@ void TreeToListProxyModel::forgetEverything()
     m_rowOfNode.clear();
     m_rowsIndexedUpTo = 0;
     m_expanded.clear();
-    m_parentLosingChildren = QPersistentModelIndex();
     m_layoutProxyIndexes.clear();
     m_layoutSourceIndexes.clear();
+    m_layoutExpandedNodes.clear();
 }
 
 int TreeToListProxyModel::rowCount(const QModelIndex& parent) const
@@ -135,6 +123,7 @@ QModelIndex TreeToListProxyModel::mapToSource(const QModelIndex& proxyIndex) con
 
 QModelIndex TreeToListProxyModel::mapFromSource(const QModelIndex& sourceIndex) const
 {
+    Q_ASSERT(!sourceIndex.isValid() || sourceIndex.model() == sourceModel());
     const int row = visibleRowOf(sourceIndex);
     return row >= 0 ? index(row, 0) : QModelIndex();
 }
@@ -208,10 +197,9 @@ QString TreeToListProxyModel::checkConsistency() const
     const QAbstractItemModel* source = sourceModel();
     if (!source)
         return m_rows.empty() && m_expanded.isEmpty() ? QString() : QStringLiteral("rows kept without a source");
-    for (const QPersistentModelIndex& node : m_expanded) {
-        if (!node.isValid() || source->rowCount(node) == 0)
-            return QStringLiteral("an expanded node is gone or has no children");
-    }
+    const QString rememberedProblem = m_expanded.check(*source);
+    if (!rememberedProblem.isEmpty())
+        return rememberedProblem;
     const ItemList expected = shownRowsUnder(QModelIndex(), 0);
     for (size_t row = 0; row < std::max(m_rows.size(), expected.size()); ++row) {
         if (row >= m_rows.size() || row >= expected.size())
@@ -244,23 +232,28 @@ void TreeToListProxyModel::sourceRowsInserted(const QModelIndex& parent, int fir
 {
     if (!isSourceRange(parent, first, last))
         return;
+    // Keys first: every look-up below must find the later siblings at their new rows.
+    const int count = last - first + 1;
+    shiftListedChildren(parent, first, count);
+    m_expanded.shiftChildren(*sourceModel(), parent, first, count);
     // A node that had no children arrives collapsed: its expander changes, its rows
     // wait until it is expanded.
-    if (parent.isValid() && sourceModel()->rowCount(parent) == last - first + 1) {
+    if (parent.isValid() && sourceModel()->rowCount(parent) == count) {
         const int parentRow = visibleRowOf(parent);
         if (parentRow >= 0)
             announceIndicator(parentRow);
         return;
     }
     // Rows under a collapsed or hidden node are read from the source when it is
-    // expanded; only rows under a shown, expanded node appear now.
+    // expanded; only rows under a shown, expanded node appear now, in source order
+    // among their siblings.
     if (!showsChildrenOf(parent))
         return;
     const int level = parent.isValid() ? m_rows[size_t(visibleRowOf(parent))].level + 1 : 0;
     ItemList rows;
-    rows.reserve(size_t(last - first + 1));
+    rows.reserve(size_t(count));
     for (int row = first; row <= last; ++row)
-        rows.push_back({QPersistentModelIndex(sourceModel()->index(row, 0, parent)), level});
+        rows.push_back({sourceModel()->index(row, 0, parent), level});
     insertVisible(insertPosition(parent, last), std::move(rows));
 }
 
@@ -268,21 +261,27 @@ void TreeToListProxyModel::sourceRowsAboutToBeRemoved(const QModelIndex& parent,
 {
     if (!isSourceRange(parent, first, last))
         return;
-    forgetExpansionUnder(parent, first, last);
+    m_expanded.forgetRowsUnder(parent, first, last);
+    // Children arriving later start collapsed.
+    if (parent.isValid() && sourceModel()->rowCount(parent) == last - first + 1)
+        m_expanded.remove(parent);
     const Runs runs = visibleRuns(parent, first, last);
-    // Last run first, so that the earlier runs keep their positions.
+    // One removal per run of adjacent list rows, last run first, so that the
+    // earlier runs keep their positions.
     for (auto run = runs.rbegin(); run != runs.rend(); ++run)
         removeVisible(run->first, run->second - 1);
-    if (parent.isValid() && sourceModel()->rowCount(parent) == last - first + 1) {
-        // Children arriving later start collapsed.
-        m_expanded.remove(QPersistentModelIndex(parent));
-        m_parentLosingChildren = parent;
-    }
 }
 
-void TreeToListProxyModel::sourceRowsRemoved()
+void TreeToListProxyModel::sourceRowsRemoved(const QModelIndex& parent, int first, int last)
 {
-    const QPersistentModelIndex parent = std::exchange(m_parentLosingChildren, QPersistentModelIndex());
+    const QAbstractItemModel* source = sourceModel();
+    if (!source || first < 0 || last < first || (parent.isValid() && parent.model() != source))
+        return;
+    const int count = last - first + 1;
+    shiftListedChildren(parent, last + 1, -count);
+    m_expanded.shiftChildren(*source, parent, last + 1, -count);
+    if (!parent.isValid() || source->rowCount(parent) > 0)
+        return;
     const int parentRow = visibleRowOf(parent);
     if (parentRow >= 0)
         announceIndicator(parentRow);
@@ -313,20 +312,25 @@ void TreeToListProxyModel::sourceLayoutAboutToBeChanged()
     m_layoutSourceIndexes.reserve(m_layoutProxyIndexes.size());
     for (const QModelIndex& proxyIndex : std::as_const(m_layoutProxyIndexes))
         m_layoutSourceIndexes.append(QPersistentModelIndex(mapToSource(proxyIndex)));
+    // Only for the change: the source moves these along with their nodes.
+    m_layoutExpandedNodes.clear();
+    const QModelIndexList expanded = m_expanded.nodes();
+    for (const QModelIndex& node : expanded)
+        m_layoutExpandedNodes.append(QPersistentModelIndex(node));
 }
 
 void TreeToListProxyModel::sourceLayoutChanged()
 {
     if (!m_layoutChanging)
         sourceLayoutAboutToBeChanged();
-    // The expanded nodes are held by persistent indexes, which followed the
-    // change; the list is read again in the source's new order.
-    for (auto node = m_expanded.begin(); node != m_expanded.end();) {
-        if (node->isValid() && sourceModel() && sourceModel()->rowCount(*node) > 0)
-            ++node;
-        else
-            node = m_expanded.erase(node);
+    // The list is read again in the source's new order, from the expanded nodes
+    // as the source moved them.
+    m_expanded.clear();
+    for (const QPersistentModelIndex& node : std::as_const(m_layoutExpandedNodes)) {
+        if (node.isValid() && sourceModel() && sourceModel()->rowCount(node) > 0)
+            m_expanded.insert(node);
     }
+    m_layoutExpandedNodes.clear();
     m_rows = sourceModel() ? shownRowsUnder(QModelIndex(), 0) : ItemList();
     m_rowOfNode.clear();
     m_rowsIndexedUpTo = 0;
@@ -366,7 +370,7 @@ void TreeToListProxyModel::sourceReset()
 void TreeToListProxyModel::sourceDestroyed()
 {
     beginResetModel();
-    m_sourceConnections.clear();
+    m_sourceConnections.disconnectAll();
     forgetEverything();
     endResetModel();
 }
@@ -445,8 +449,8 @@ TreeToListProxyModel::ItemList TreeToListProxyModel::shownRowsUnder(const QModel
         }
         const QModelIndex child = source->index(top.next++, 0, top.parent);
         const int childLevel = top.level;
-        rows.push_back({QPersistentModelIndex(child), childLevel});
-        if (m_expanded.contains(rows.back().sourceIndex)) {
+        rows.push_back({child, childLevel});
+        if (m_expanded.contains(child)) {
             const int count = source->rowCount(child);
             if (count > 0)
                 pending.push_back({child, 0, count, childLevel + 1});
@@ -455,17 +459,46 @@ TreeToListProxyModel::ItemList TreeToListProxyModel::shownRowsUnder(const QModel
     return rows;
 }
 
-void TreeToListProxyModel::forgetExpansionUnder(const QModelIndex& sourceParent, int first, int last)
+void TreeToListProxyModel::shiftListedChildren(const QModelIndex& sourceParent, int fromRow, int delta)
 {
-    if (m_expanded.isEmpty())
-        return;
     const QAbstractItemModel* source = sourceModel();
-    TreeWalk::forEachIndex(*source, sourceParent, first, last, [this, source](const QModelIndex& node) {
-        // Only nodes with children are ever expanded; asking first spares leaves a
-        // look-up key of their own.
-        if (!m_expanded.isEmpty() && source->rowCount(node) > 0)
-            m_expanded.remove(QPersistentModelIndex(node));
-    });
+    // Rows appended after every sibling, or removed from the end, shift nothing.
+    if (fromRow + delta >= source->rowCount(sourceParent))
+        return;
+    // Listed children exist only under the root or a listed, expanded parent;
+    // they are the rows one level below it up to the end of its subtree.
+    int position = 0;
+    int childLevel = 0;
+    if (sourceParent.isValid()) {
+        const int parentRow = visibleRowOf(sourceParent);
+        if (parentRow < 0)
+            return;
+        position = parentRow + 1;
+        childLevel = m_rows[size_t(parentRow)].level + 1;
+    }
+    // The shifted siblings follow the subtree of the last sibling that kept its row.
+    const int keptRow = std::min(fromRow, fromRow + delta) - 1;
+    if (keptRow >= 0) {
+        const int keptAt = visibleRowOf(source->index(keptRow, 0, sourceParent));
+        if (keptAt >= 0)
+            position = subtreeEnd(keptAt);
+    }
+    std::vector<int> shifted;
+    for (; position < int(m_rows.size()) && m_rows[size_t(position)].level >= childLevel; ++position) {
+        const ListItem& item = m_rows[size_t(position)];
+        if (item.level == childLevel && item.sourceIndex.row() >= fromRow)
+            shifted.push_back(position);
+    }
+    // Siblings share a parent key: rewritten away from the shift, no new key meets
+    // an old one still in the hash.
+    if (delta > 0)
+        std::reverse(shifted.begin(), shifted.end());
+    for (int at : shifted) {
+        ListItem& item = m_rows[size_t(at)];
+        m_rowOfNode.remove(item.sourceIndex);
+        item.sourceIndex = source->index(item.sourceIndex.row() + delta, 0, sourceParent);
+        m_rowOfNode.insert(item.sourceIndex, at);
+    }
 }
 
 void TreeToListProxyModel::insertVisible(int at, ItemList rows)
@@ -523,16 +556,13 @@ int TreeToListProxyModel::visibleRowOf(const QModelIndex& sourceIndex) const
 {
     if (!sourceIndex.isValid() || sourceIndex.model() != sourceModel())
         return -1;
-    // Keyed by the node's persistent data: a node without one gets a new key that
-    // nothing in the hash can equal.
-    const QPersistentModelIndex node(sourceIndex);
-    const auto found = m_rowOfNode.constFind(node);
+    const auto found = m_rowOfNode.constFind(sourceIndex);
     if (found == m_rowOfNode.cend())
         return -1;
     if (*found < m_rowsIndexedUpTo)
         return *found;
     indexAllRows();
-    return m_rowOfNode.value(node, -1);
+    return m_rowOfNode.value(sourceIndex, -1);
 }
 
 void TreeToListProxyModel::indexAllRows() const

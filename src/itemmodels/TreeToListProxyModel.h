@@ -1,10 +1,12 @@
 #pragma once
 
+#include "ExpandedNodes.h"
+#include "SourceConnections.h"
+
 #include <QAbstractProxyModel>
 #include <QHash>
 #include <QList>
 #include <QPersistentModelIndex>
-#include <QSet>
 
 #include <utility>
 #include <vector>
@@ -25,21 +27,15 @@
 // expanded, and nothing is done per tree level by recursion: a tree thousands
 // of levels deep costs heap, not stack.
 //
-// Look-ups from source nodes to list rows go through a hash keyed by persistent
-// indexes, which stay valid while the source changes. Rows behind the first
-// insertion or removal are re-indexed on the next look-up, so a burst of data
-// changes (a status storm over thousands of cameras) costs at most one pass over
-// the list and then constant time per change.
-//
-// Choices made where the behaviour was open:
-// - Rows inserted in the source take their place in source order among their
-//   siblings. Children arriving under a node that had none arrive collapsed.
-// - Rows removed together go in one removal block per run of adjacent list rows,
-//   last run first.
-// - A source layout change (for example a sorting source re-sorting), a row move
-//   and a column change rebuild the list from the source in its new shape,
-//   keeping which nodes were expanded; persistent proxy indexes follow their
-//   nodes.
+// No persistent index is kept per node: Qt visits every persistent index on each
+// row insertion or removal, which a 50,000-camera list cannot afford. Like
+// QSortFilterProxyModel, the proxy keeps plain source indexes and rewrites the
+// ones a source insertion or removal shifts: the later siblings under the
+// changed parent. It relies, as QSortFilterProxyModel does, on a node's index
+// changing only when its own row does. Look-ups from source nodes to list rows go
+// through a hash; rows behind the first insertion or removal are re-indexed on
+// the next look-up, so a burst of data changes (a status storm over thousands of
+// cameras) costs at most one pass over the list and then constant time per change.
 class TreeToListProxyModel : public QAbstractProxyModel
 {
     Q_OBJECT
@@ -53,7 +49,7 @@ public:
     // One proxy row: the source node it shows and its depth (0 for top-level).
     struct ListItem
     {
-        QPersistentModelIndex sourceIndex;
+        QModelIndex sourceIndex;
         int level = 0;
     };
 
@@ -78,8 +74,8 @@ public:
     Q_INVOKABLE void expandAll(int row);
 
     // For tests and debugging: the first disagreement between the list, its row
-    // index, the set of expanded nodes and the source, or an empty text. Costs a
-    // walk of the expanded part of the source.
+    // index, the expanded nodes and the source, or an empty text. Costs a walk of
+    // the expanded part of the source.
     QString checkConsistency() const;
 
 private:
@@ -88,13 +84,11 @@ private:
 
     enum class Indicator { None, Collapsed, Expanded };
 
-    void connectSource(QAbstractItemModel* source);
-    void disconnectSource();
     void forgetEverything();
 
     void sourceRowsInserted(const QModelIndex& parent, int first, int last);
     void sourceRowsAboutToBeRemoved(const QModelIndex& parent, int first, int last);
-    void sourceRowsRemoved();
+    void sourceRowsRemoved(const QModelIndex& parent, int first, int last);
     void sourceDataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles);
     void sourceLayoutAboutToBeChanged();
     void sourceLayoutChanged();
@@ -107,7 +101,10 @@ private:
     int insertPosition(const QModelIndex& sourceParent, int last) const;
     Runs visibleRuns(const QModelIndex& sourceParent, int first, int last) const;
     ItemList shownRowsUnder(const QModelIndex& sourceParent, int level) const;
-    void forgetExpansionUnder(const QModelIndex& sourceParent, int first, int last);
+
+    // Rewrites the stored indexes of the listed children of sourceParent from
+    // fromRow on (numbered as before the change), which moved by delta rows.
+    void shiftListedChildren(const QModelIndex& sourceParent, int fromRow, int delta);
 
     void insertVisible(int at, ItemList rows);
     void removeVisible(int first, int last);
@@ -120,16 +117,15 @@ private:
     ItemList m_rows;
     // Row of each listed node. Entries of rows at or behind m_rowsIndexedUpTo may
     // be stale after an insertion or removal; visibleRowOf() refreshes them.
-    mutable QHash<QPersistentModelIndex, int> m_rowOfNode;
+    mutable QHash<QModelIndex, int> m_rowOfNode;
     mutable int m_rowsIndexedUpTo = 0;
-    // Nodes that show their children whenever they are shown themselves: the
-    // expanded rows of the list and the nodes left expanded inside a collapsed one.
-    QSet<QPersistentModelIndex> m_expanded;
+    ExpandedNodes m_expanded;
 
-    QPersistentModelIndex m_parentLosingChildren;
     bool m_resetting = false;
     bool m_layoutChanging = false;
+    // Held only while the source's layout changes.
     QModelIndexList m_layoutProxyIndexes;
     QList<QPersistentModelIndex> m_layoutSourceIndexes;
-    QList<QMetaObject::Connection> m_sourceConnections;
+    QList<QPersistentModelIndex> m_layoutExpandedNodes;
+    SourceConnections m_sourceConnections;
 };

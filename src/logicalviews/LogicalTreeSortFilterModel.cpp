@@ -5,7 +5,6 @@
 #include "DeviceTreeNames.h"
 
 #include <algorithm>
-#include <utility>
 
 namespace {
 
@@ -25,26 +24,25 @@ bool isIoDeviceKind(int type)
 
 LogicalTreeSortFilterModel::LogicalTreeSortFilterModel(QObject* parent)
     : QSortFilterProxyModel(parent)
+    , m_check(*this, [this](const QModelIndex& sourceNode) { return ownVerdict(sourceNode); })
 {
     sort(0, Qt::AscendingOrder);
 }
 
 void LogicalTreeSortFilterModel::setSourceModel(QAbstractItemModel* sourceModel)
 {
-    for (const QMetaObject::Connection& connection : std::as_const(m_sourceConnections))
-        disconnect(connection);
-    m_sourceConnections.clear();
+    m_sourceConnections.disconnectAll();
     QSortFilterProxyModel::setSourceModel(sourceModel);
     // Connected after the base class, so that the checks see the changed rows
     // already filtered by Qt.
     if (sourceModel) {
         using Self = LogicalTreeSortFilterModel;
-        m_sourceConnections = {
+        m_sourceConnections.replace({
                 connect(sourceModel, &QAbstractItemModel::dataChanged, this, &Self::followDataChange),
                 connect(sourceModel, &QAbstractItemModel::rowsInserted, this, &Self::followInsertedRows),
                 connect(sourceModel, &QAbstractItemModel::rowsRemoved, this, &Self::followRemovedRows),
                 connect(sourceModel, &QAbstractItemModel::rowsMoved, this, &Self::followMovedRows),
-        };
+        });
     }
 }
 
@@ -118,16 +116,7 @@ void LogicalTreeSortFilterModel::showOnvifCamera(bool show)
 
 bool LogicalTreeSortFilterModel::filterAcceptsRow(int sourceRow, const QModelIndex& sourceParent) const
 {
-    const QModelIndex node = sourceModel()->index(sourceRow, 0, sourceParent);
-    switch (ownVerdict(node)) {
-    case Verdict::Rejected:
-        return false;
-    case Verdict::Accepted:
-        return true;
-    case Verdict::DependsOnChildren:
-        break;
-    }
-    return anyChildAccepted(node);
+    return m_check.acceptsWithDescendants(sourceModel()->index(sourceRow, 0, sourceParent));
 }
 
 LogicalTreeSortFilterModel::Verdict LogicalTreeSortFilterModel::ownVerdict(const QModelIndex& sourceNode) const
@@ -184,16 +173,6 @@ bool LogicalTreeSortFilterModel::nameContainsText(const QModelIndex& sourceNode)
     return sourceNode.data(Logical::nameRole).toString().contains(m_text, Qt::CaseInsensitive);
 }
 
-bool LogicalTreeSortFilterModel::anyChildAccepted(const QModelIndex& sourceNode) const
-{
-    const int count = sourceModel()->rowCount(sourceNode);
-    for (int row = 0; row < count; ++row) {
-        if (filterAcceptsRow(row, sourceNode))
-            return true;
-    }
-    return false;
-}
-
 bool LogicalTreeSortFilterModel::lessThan(const QModelIndex& sourceLeft, const QModelIndex& sourceRight) const
 {
     const int leftType = logicalTypeOf(sourceLeft);
@@ -229,28 +208,17 @@ void LogicalTreeSortFilterModel::followDataChange(const QModelIndex& topLeft, co
         return;
     const QModelIndex parent = topLeft.parent();
     const int last = std::min(bottomRight.row(), sourceModel()->rowCount(parent) - 1);
-    const bool nameChanged = roles.isEmpty() || roles.contains(Logical::nameRole);
-    for (int row = topLeft.row(); row <= last; ++row) {
-        if (nameChanged && descendantsAreStale(sourceModel()->index(row, 0, parent))) {
-            invalidateRowsFilter();
-            return;
+    // A row shows when an ancestor's name contains the text, so a name reaches down.
+    if (roles.isEmpty() || roles.contains(Logical::nameRole)) {
+        for (int row = topLeft.row(); row <= last; ++row) {
+            if (m_check.descendantsAreStale(sourceModel()->index(row, 0, parent))) {
+                invalidateRowsFilter();
+                return;
+            }
         }
     }
-    if (ancestorsAreStale(parent, topLeft.row(), last, anyRowAccepted(parent, topLeft.row(), last)))
+    if (m_check.ancestorsAreStale(parent, topLeft.row(), last))
         invalidateRowsFilter();
-}
-
-bool LogicalTreeSortFilterModel::anyRowAccepted(const QModelIndex& sourceParent, int first, int last) const
-{
-    // Below a shown parent Qt has just filtered these rows; its answer is reused.
-    const bool parentShown = isShown(sourceParent);
-    for (int row = first; row <= last; ++row) {
-        const bool accepted = parentShown ? mapFromSource(sourceModel()->index(row, 0, sourceParent)).isValid()
-                                          : filterAcceptsRow(row, sourceParent);
-        if (accepted)
-            return true;
-    }
-    return false;
 }
 
 void LogicalTreeSortFilterModel::followInsertedRows(const QModelIndex& sourceParent, int first, int last)
@@ -260,9 +228,7 @@ void LogicalTreeSortFilterModel::followInsertedRows(const QModelIndex& sourcePar
         invalidateRowsFilter();
         return;
     }
-    if (m_text.isEmpty())
-        return;
-    if (ancestorsAreStale(sourceParent, first, last, anyRowAccepted(sourceParent, first, last)))
+    if (!m_text.isEmpty() && m_check.ancestorsAreStale(sourceParent, first, last))
         invalidateRowsFilter();
 }
 
@@ -272,7 +238,7 @@ void LogicalTreeSortFilterModel::followRemovedRows(const QModelIndex& sourcePare
         invalidateRowsFilter();
         return;
     }
-    if (!m_text.isEmpty() && ancestorsAreStale(sourceParent, 0, -1, false))
+    if (!m_text.isEmpty() && m_check.ancestorsAreStale(sourceParent, 0, -1))
         invalidateRowsFilter();
 }
 
@@ -280,68 +246,4 @@ void LogicalTreeSortFilterModel::followMovedRows()
 {
     if (!m_text.isEmpty() || m_hideNonRootDevices)
         invalidateRowsFilter();
-}
-
-bool LogicalTreeSortFilterModel::isShown(const QModelIndex& sourceNode) const
-{
-    // Asked from the top down: Qt maps a row below a hidden parent as if the
-    // parent were shown.
-    QList<QModelIndex> path;
-    for (QModelIndex node = sourceNode; node.isValid(); node = node.parent())
-        path.prepend(node);
-    return std::all_of(path.cbegin(), path.cend(),
-                       [this](const QModelIndex& node) { return mapFromSource(node).isValid(); });
-}
-
-int LogicalTreeSortFilterModel::shownRowsAmong(const QModelIndex& sourceParent, int first, int last) const
-{
-    if (first > last || !isShown(sourceParent))
-        return 0;
-    int shown = 0;
-    for (int row = first; row <= last; ++row)
-        shown += mapFromSource(sourceModel()->index(row, 0, sourceParent)).isValid() ? 1 : 0;
-    return shown;
-}
-
-// Whether an ancestor of the changed rows first..last under sourceParent now
-// shows or hides when it should not. A row that depends on its children is
-// accepted when one of them is; for the children off the changed path the rows
-// already shown answer, as nothing changed there.
-bool LogicalTreeSortFilterModel::ancestorsAreStale(const QModelIndex& sourceParent, int first, int last,
-                                                   bool changedRowsAccepted) const
-{
-    bool pathChildAccepted = changedRowsAccepted;
-    int pathChildrenShown = shownRowsAmong(sourceParent, first, last);
-    for (QModelIndex node = sourceParent; node.isValid(); node = node.parent()) {
-        const Verdict verdict = ownVerdict(node);
-        const QModelIndex shownNode = mapFromSource(node);
-        bool acceptedNow = verdict == Verdict::Accepted;
-        if (verdict == Verdict::DependsOnChildren) {
-            const int otherChildrenShown = isShown(node) ? rowCount(shownNode) - pathChildrenShown : 0;
-            acceptedNow = pathChildAccepted || otherChildrenShown > 0;
-        }
-        if (isShown(node.parent()) && acceptedNow != shownNode.isValid())
-            return true;
-        pathChildAccepted = acceptedNow;
-        pathChildrenShown = shownNode.isValid() ? 1 : 0;
-    }
-    return false;
-}
-
-// Whether a row below a shown node shows or hides when it should not, after the
-// node's name changed.
-bool LogicalTreeSortFilterModel::descendantsAreStale(const QModelIndex& sourceNode) const
-{
-    if (!sourceModel()->hasChildren(sourceNode) || !isShown(sourceNode))
-        return false;
-    const int count = sourceModel()->rowCount(sourceNode);
-    for (int row = 0; row < count; ++row) {
-        const QModelIndex child = sourceModel()->index(row, 0, sourceNode);
-        const bool shown = mapFromSource(child).isValid();
-        if (shown != filterAcceptsRow(row, sourceNode))
-            return true;
-        if (shown && descendantsAreStale(child))
-            return true;
-    }
-    return false;
 }

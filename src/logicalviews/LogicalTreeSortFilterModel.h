@@ -1,7 +1,9 @@
 #pragma once
 
+#include "RecursiveFilterCheck.h"
+#include "SourceConnections.h"
+
 #include <QList>
-#include <QMetaObject>
 #include <QSet>
 #include <QSortFilterProxyModel>
 #include <QStringList>
@@ -55,14 +57,13 @@ protected:
     bool lessThan(const QModelIndex& sourceLeft, const QModelIndex& sourceRight) const override;
 
 private:
-    // What a row's own fields say, before its children are asked.
-    enum class Verdict { Rejected, Accepted, DependsOnChildren };
+    using Verdict = RecursiveFilterCheck::Verdict;
 
+    // What a row's own fields say, before its children are asked.
     Verdict ownVerdict(const QModelIndex& sourceNode) const;
     bool passesSettings(const QModelIndex& sourceNode, int type) const;
     bool hasCapabilities(const QModelIndex& sourceNode) const;
     bool nameContainsText(const QModelIndex& sourceNode) const;
-    bool anyChildAccepted(const QModelIndex& sourceNode) const;
 
     template <typename T>
     void changeSetting(T* setting, const T& value);
@@ -72,11 +73,6 @@ private:
     void followRemovedRows(const QModelIndex& sourceParent, int first, int last);
     void followMovedRows();
     bool filtersOn(const QList<int>& roles) const;
-    bool isShown(const QModelIndex& sourceNode) const;
-    int shownRowsAmong(const QModelIndex& sourceParent, int first, int last) const;
-    bool anyRowAccepted(const QModelIndex& sourceParent, int first, int last) const;
-    bool ancestorsAreStale(const QModelIndex& sourceParent, int first, int last, bool changedRowsAccepted) const;
-    bool descendantsAreStale(const QModelIndex& sourceNode) const;
 
     QString m_text;
     QStringList m_capabilityKeys;
@@ -89,5 +85,6 @@ private:
     bool m_showLocalDbFolder = false;
     bool m_showIoNodes = false;
     bool m_showOnvifCameras = true;
-    QList<QMetaObject::Connection> m_sourceConnections;
+    RecursiveFilterCheck m_check;
+    SourceConnections m_sourceConnections;
 };

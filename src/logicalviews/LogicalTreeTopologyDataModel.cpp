@@ -1,5 +1,6 @@
 #include "LogicalTreeTopologyDataModel.h"
 
+#include "DataChangedBatch.h"
 #include "LogicalTreeModel.h"
 #include "StandardTopologyModel.h"
 #include "TreeWalk.h"
@@ -140,13 +141,6 @@ QString levelWordOf(const QModelIndex& sourceIndex)
                                                                 : QStringLiteral("Falling");
 }
 
-QList<int> sortedRoles(const QSet<int>& roles)
-{
-    QList<int> result(roles.cbegin(), roles.cend());
-    std::sort(result.begin(), result.end());
-    return result;
-}
-
 } // namespace
 
 LogicalTreeTopologyDataModel::LogicalTreeTopologyDataModel(QObject* parent)
@@ -156,13 +150,13 @@ LogicalTreeTopologyDataModel::LogicalTreeTopologyDataModel(QObject* parent)
 
 void LogicalTreeTopologyDataModel::setSourceModel(QAbstractItemModel* sourceModel)
 {
-    disconnect(m_sourceConnection);
+    m_sourceConnections.disconnectAll();
     QIdentityProxyModel::setSourceModel(sourceModel);
     // Connected after the base class, so that the source's own roles are passed
     // on before the computed roles that follow from them.
     if (sourceModel)
-        m_sourceConnection = connect(sourceModel, &QAbstractItemModel::dataChanged, this,
-                                     &LogicalTreeTopologyDataModel::onSourceModelDataChanged);
+        m_sourceConnections.replace({connect(sourceModel, &QAbstractItemModel::dataChanged, this,
+                                             &LogicalTreeTopologyDataModel::onSourceModelDataChanged)});
 }
 
 void LogicalTreeTopologyDataModel::setTopologyModel(QAbstractItemModel* topologyModel)
@@ -170,14 +164,12 @@ void LogicalTreeTopologyDataModel::setTopologyModel(QAbstractItemModel* topology
     if (topologyModel == m_topology)
         return;
     const bool resetting = beginResetIfPopulated();
-    for (const QMetaObject::Connection& connection : std::as_const(m_topologyConnections))
-        disconnect(connection);
-    m_topologyConnections.clear();
+    m_topologyConnections.disconnectAll();
     m_pendingChanges.clear();
     m_topology = topologyModel;
     if (topologyModel) {
         using Self = LogicalTreeTopologyDataModel;
-        m_topologyConnections = {
+        m_topologyConnections.replace({
                 connect(topologyModel, &QAbstractItemModel::dataChanged, this, &Self::onTopologyModelDataChanged),
                 connect(topologyModel, &QAbstractItemModel::rowsInserted, this, &Self::onTopologyModelRowsInserted),
                 connect(topologyModel, &QAbstractItemModel::rowsAboutToBeRemoved, this,
@@ -192,7 +184,7 @@ void LogicalTreeTopologyDataModel::setTopologyModel(QAbstractItemModel* topology
                             collectRows(QModelIndex(), 0, m_topology->rowCount() - 1, &unused);
                         }),
                 connect(topologyModel, &QObject::destroyed, this, &Self::onTopologyModelDestroyed),
-        };
+        });
         CameraChanges unused;
         collectRows(QModelIndex(), 0, topologyModel->rowCount() - 1, &unused);
     }
@@ -218,6 +210,7 @@ QString LogicalTreeTopologyDataModel::stationIdOf(const QString& cameraId)
 
 QVariant LogicalTreeTopologyDataModel::data(const QModelIndex& index, int role) const
 {
+    Q_ASSERT(checkIndex(index));
     if (!index.isValid() || index.model() != this)
         return QVariant();
     const QModelIndex source = mapToSource(index);
@@ -267,6 +260,8 @@ QHash<int, QByteArray> LogicalTreeTopologyDataModel::roleNames() const
 
 QModelIndex LogicalTreeTopologyDataModel::topologyNodeOf(const QString& id) const
 {
+    // The empty ID names no device: folders must not find the login station,
+    // whose identifier stays empty until it is known.
     if (id.isEmpty() || !m_topology)
         return QModelIndex();
     const QModelIndex start = m_topology->index(0, 0);
@@ -287,6 +282,7 @@ QModelIndex LogicalTreeTopologyDataModel::stationNodeOf(const QString& cameraId)
     const QModelIndex station = topologyNodeOf(stationId);
     if (station.isValid())
         return station;
+    // Sub-stations may be known by their relay path: all of the ID before its last "/".
     const QString relayPath = relayPathOf(cameraId);
     return relayPath == stationId ? QModelIndex() : topologyNodeOf(relayPath);
 }
@@ -300,6 +296,7 @@ QVariant LogicalTreeTopologyDataModel::nameOf(const QModelIndex& sourceIndex) co
     return device.isValid() ? device.data(Device::nameRole) : QVariant();
 }
 
+// The same test that sets the device's own isSKYRCloudDeviceRole: a non-empty relay device ID.
 bool LogicalTreeTopologyDataModel::isCloudDevice(const QString& cameraId) const
 {
     const QString stationId = stationIdOf(cameraId);
@@ -310,6 +307,7 @@ bool LogicalTreeTopologyDataModel::isCloudDevice(const QString& cameraId) const
     return stationId == kCloudFolderId;
 }
 
+// Connect type 0, which a station that never reported one also reads, is a direct link.
 bool LogicalTreeTopologyDataModel::isRelayConnected(const QString& cameraId) const
 {
     if (stationIdOf(cameraId).isEmpty())
@@ -319,6 +317,8 @@ bool LogicalTreeTopologyDataModel::isRelayConnected(const QString& cameraId) con
         && station.data(Device::skyrCloudDeviceConnectTypeRole).toInt() == kRelayConnectType;
 }
 
+// Nodes the topology does not know (DI/DO) start from their station's node. The
+// top-level (login) station is the connection itself and does not count.
 bool LogicalTreeTopologyDataModel::isBehindDisconnectedSubstation(const QString& cameraId) const
 {
     QModelIndex node = topologyNodeOf(cameraId);
@@ -368,6 +368,9 @@ QString LogicalTreeTopologyDataModel::displayIconOf(const QModelIndex& sourceInd
     }
 }
 
+// The logical map joined with the device's whole-node map (take-over fields
+// included), its capability flags and its edge-recording fields; a key the
+// logical map has keeps the logical value, so "idRole" stays the tree ID.
 QVariantMap LogicalTreeTopologyDataModel::wholeNodeMap(const QModelIndex& sourceIndex) const
 {
     const QString cameraId = cameraIdOf(sourceIndex);
@@ -432,7 +435,7 @@ void LogicalTreeTopologyDataModel::onSourceModelDataChanged(const QModelIndex& t
     for (int role : roles)
         derived.remove(role);
     if (!derived.isEmpty())
-        emit dataChanged(mapFromSource(topLeft), mapFromSource(bottomRight), sortedRoles(derived));
+        emit dataChanged(mapFromSource(topLeft), mapFromSource(bottomRight), DataChangedBatch::sortedRoles(derived));
 }
 
 void LogicalTreeTopologyDataModel::onTopologyModelDataChanged(const QModelIndex& topLeft,
@@ -460,6 +463,8 @@ void LogicalTreeTopologyDataModel::onTopologyModelDataChanged(const QModelIndex&
             changedStationRoles << Logical::isSKYRCloudDeviceRole << Logical::isSKYRCloudDeviceRelayConnectRole;
     }
 
+    // A station's change reaches the nodes below it only for the roles that follow
+    // from the station; the nodes of its own cameras hear of its cloud fields.
     CameraChanges changes;
     const QModelIndex parent = topLeft.parent();
     const int last = std::min(bottomRight.row(), m_topology->rowCount(parent) - 1);
@@ -506,7 +511,7 @@ void LogicalTreeTopologyDataModel::onTopologyModelReset()
 void LogicalTreeTopologyDataModel::onTopologyModelDestroyed()
 {
     const bool resetting = beginResetIfPopulated();
-    m_topologyConnections.clear();
+    m_topologyConnections.disconnectAll();
     m_pendingChanges.clear();
     if (resetting)
         endResetModel();
@@ -582,6 +587,7 @@ void LogicalTreeTopologyDataModel::emitDataChangedOfAll(const CameraChanges& cha
     const QModelIndex start = source->index(0, 0);
     if (!start.isValid())
         return;
+    DataChangedBatch batch;
     for (auto camera = changes.cbegin(); camera != changes.cend(); ++camera) {
         // The logical model answers from its camera index whatever the flags.
         const QModelIndexList nodes = source->match(
@@ -589,7 +595,7 @@ void LogicalTreeTopologyDataModel::emitDataChangedOfAll(const CameraChanges& cha
                 Qt::MatchFlags(Qt::MatchFixedString | Qt::MatchCaseSensitive | Qt::MatchRecursive));
         const QString stationId = stationIdOf(camera.key());
         for (const QModelIndex& node : nodes) {
-            emitDataChangedOf(node, camera->roles + camera->stationRoles);
+            collectChangeOf(node, camera->roles + camera->stationRoles, &batch);
             if (camera->stationRoles.isEmpty() || stationId.isEmpty())
                 continue;
             // DI/DO take their station from their owner's.
@@ -597,13 +603,15 @@ void LogicalTreeTopologyDataModel::emitDataChangedOfAll(const CameraChanges& cha
             for (int row = 0; row < childCount; ++row) {
                 const QModelIndex child = source->index(row, 0, node);
                 if (stationIdOf(cameraIdOf(child)) == stationId)
-                    emitDataChangedOf(child, camera->stationRoles);
+                    collectChangeOf(child, camera->stationRoles, &batch);
             }
         }
     }
+    batch.emitFrom(this);
 }
 
-void LogicalTreeTopologyDataModel::emitDataChangedOf(const QModelIndex& sourceIndex, QSet<int> roles)
+void LogicalTreeTopologyDataModel::collectChangeOf(const QModelIndex& sourceIndex, QSet<int> roles,
+                                                   DataChangedBatch* batch) const
 {
     if (!sourceIndex.data(Logical::nameRole).toString().isEmpty())
         roles.remove(Logical::nameRole);
@@ -620,10 +628,8 @@ void LogicalTreeTopologyDataModel::emitDataChangedOf(const QModelIndex& sourceIn
         roles.insert(Logical::displayIconRole);
     if (roles.intersects(stationRoles()))
         roles.insert(Logical::dataRole);
-    if (roles.isEmpty())
-        return;
-    const QModelIndex index = mapFromSource(sourceIndex);
-    emit dataChanged(index, index, sortedRoles(roles));
+    if (!roles.isEmpty())
+        batch->add(mapFromSource(sourceIndex), roles);
 }
 
 bool LogicalTreeTopologyDataModel::beginResetIfPopulated()
