@@ -1,5 +1,7 @@
 #pragma once
 
+#include "IdentifierIndex.h"
+
 #include <QHash>
 #include <QList>
 #include <QMap>
@@ -8,6 +10,8 @@
 #include <QSortFilterProxyModel>
 #include <QStringList>
 #include <QVariant>
+
+#include <memory>
 
 // A view of the device tree that knows which stations redundant (failover)
 // servers currently run for. Such a station and every node under it read as
@@ -28,8 +32,8 @@
 // it that are taken over in their own right are left out. The same happens when
 // the row or address of a redundant server that is running for someone comes,
 // goes or changes in the source. Nodes are found by segment through an index of
-// source identifiers kept from the source's own row notifications; rows are then
-// reached through the source's identifier look-up (match on idRole).
+// the source's items, which needs the source to be a QStandardItemModel (the
+// device model); over any other source no node is found by segment.
 //
 // Choices where the behaviour was open:
 // - An entry that is not a map or has no "Name" is wrong data: it is logged and
@@ -142,11 +146,8 @@ private:
                            const QSet<QString>& shielded);
     void notifyRows(const QModelIndex& proxyParent, QList<int> rows, const QList<int>& roles);
 
-    void indexRows(const QModelIndex& sourceParent, int first, int last, QSet<QString>* runningServersSeen);
-    void unindexRows(const QModelIndex& sourceParent, int first, int last, QSet<QString>* runningServersSeen);
-    void rebuildSegmentIndex();
     void followInsertedRows(const QModelIndex& sourceParent, int first, int last);
-    void forgetRowsBeingRemoved(const QModelIndex& sourceParent, int first, int last);
+    void noteServersLeaving(const QModelIndex& sourceParent, int first, int last);
     void followRemovedRows();
     void followSourceDataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles);
 
@@ -156,8 +157,8 @@ private:
     QMap<QString, QString> m_takenOver;
     TakerTable m_takerOf;
     QSet<QString> m_runningServers;
-    // Last identifier segment -> the source identifiers that end in it.
-    QHash<QString, QSet<QString>> m_idsBySegment;
+    // The source's nodes by the last segment of their identifier.
+    std::unique_ptr<IdentifierIndex> m_nodesBySegment;
     QSet<QString> m_serversLeaving;
     QList<QMetaObject::Connection> m_sourceConnections;
 };

@@ -210,7 +210,7 @@ const QString LogicalTree::kLocalDbFolderId = QStringLiteral("_LOCAL_DB_");
 const QString LogicalTree::kIoDeviceFolderId = QStringLiteral("_IO_BOX_FID_");
 
 LogicalTree::LogicalTree(QObject* parent)
-    : QObject(parent), m_idIndex(&m_model, Model::idRole)
+    : QObject(parent), m_idIndex(&m_model, Model::idRole, IdentifierIndex::Keys::Shared)
 {
 }
 
@@ -664,7 +664,8 @@ QModelIndex LogicalTree::nodeById(const QString& id) const
 {
     if (id.isEmpty())
         return QModelIndex();
-    return m_idIndex.first(id);
+    const QStandardItem* node = m_idIndex.first(id);
+    return node ? node->index() : QModelIndex();
 }
 
 QList<QPersistentModelIndex> LogicalTree::nodesOfCamera(const QString& cameraId) const

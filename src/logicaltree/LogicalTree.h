@@ -1,6 +1,6 @@
 #pragma once
 
-#include "LogicalTreeIdIndex.h"
+#include "IdentifierIndex.h"
 #include "LogicalTreeModel.h"
 #include "LogicalTreeNodeBuilder.h"
 
@@ -147,5 +147,5 @@ private:
     void setDataOfNode(const QModelIndex& node, const QVariant& value, int role);
 
     LogicalTreeModel m_model;
-    LogicalTreeIdIndex m_idIndex;
+    IdentifierIndex m_idIndex;
 };
