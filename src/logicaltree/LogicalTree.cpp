@@ -210,13 +210,18 @@ const QString LogicalTree::kLocalDbFolderId = QStringLiteral("_LOCAL_DB_");
 const QString LogicalTree::kIoDeviceFolderId = QStringLiteral("_IO_BOX_FID_");
 
 LogicalTree::LogicalTree(QObject* parent)
-    : QObject(parent), m_idIndex(&m_model, Model::idRole, IdentifierIndex::Keys::Shared)
+    : QObject(parent), m_idIndex(&m_model, Model::idRole, IdentifierIndex::Keys::Shared), m_viewModel(&m_model)
 {
 }
 
 LogicalTreeModel* LogicalTree::getModel()
 {
     return &m_model;
+}
+
+QAbstractItemModel* LogicalTree::viewModel()
+{
+    return &m_viewModel;
 }
 
 void LogicalTree::clear()
@@ -513,16 +518,7 @@ void LogicalTree::moveNodes(const QStringList& sourceIds, const QString& destina
             InputLimits::editRefused();
             continue;
         }
-        QStandardItem* sourceParent = itemOrRoot(source.parent());
-        const int sourceRow = source.row();
-        // Taking the source out shifts the rows after it; the persistent index
-        // follows the destination wherever it ends up.
-        const QPersistentModelIndex destination(nodeById(destinationId));
-        const QList<QStandardItem*> row = sourceParent->takeRow(sourceRow);
-        if (QStandardItem* destinationItem = m_model.itemFromIndex(destination))
-            destinationItem->appendRow(row);
-        else
-            sourceParent->insertRow(sourceRow, row);
+        moveUnder(source, nodeById(destinationId));
     }
 }
 
@@ -773,15 +769,13 @@ void LogicalTree::adoptWaitingIoDevices(const QString& deviceId)
     }
 }
 
-QPersistentModelIndex LogicalTree::moveUnder(const QPersistentModelIndex& node, const QModelIndex& parent)
+QModelIndex LogicalTree::moveUnder(const QModelIndex& node, const QModelIndex& parent)
 {
-    // Taken out and appended with its subtree: one removal and one insertion.
-    const QPersistentModelIndex destination(parent);
-    QStandardItem* item = itemOrRoot(node.parent())->takeRow(node.row()).value(0);
-    if (!item)
-        return QPersistentModelIndex();
-    itemOrRoot(destination)->appendRow(item);
-    return QPersistentModelIndex(item->index());
+    // Appended with its subtree, as one move that views follow.
+    QStandardItem* item = m_model.itemFromIndex(node);
+    QStandardItem* destination = itemOrRoot(parent);
+    m_viewModel.moveRow(item, destination, destination->rowCount());
+    return item ? item->index() : QModelIndex();
 }
 
 void LogicalTree::replaceDiDoRows(const QModelIndex& owner, const QString& ownerId, const QStringList& diNames,

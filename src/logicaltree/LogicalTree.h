@@ -3,6 +3,7 @@
 #include "IdentifierIndex.h"
 #include "LogicalTreeModel.h"
 #include "LogicalTreeNodeBuilder.h"
+#include "StandardItemMoveModel.h"
 
 #include <QList>
 #include <QObject>
@@ -16,8 +17,9 @@ class QStandardItem;
 
 // The store of the user's logical tree: it owns the one LogicalTreeModel and
 // offers the rest of the plug-in operations keyed by tree ID or camera ID, so
-// that callers never hold items. Every change reaches views through the model's
-// ordinary notifications.
+// that callers never hold items. Views attach to viewModel(), which shows the
+// model row for row and announces moved nodes as moves, so that a moved node
+// keeps its expansion and selection; the model itself does not hear of moves.
 //
 // A node found by ID is the first node, in a pre-order walk of the whole tree,
 // whose idRole equals the text; the look-up is a hash find, not a walk. The nodes
@@ -51,7 +53,10 @@ public:
 
     explicit LogicalTree(QObject* parent = nullptr);
 
+    // The store, for callers that read or edit items directly.
     LogicalTreeModel* getModel();
+    // What views attach to.
+    QAbstractItemModel* viewModel();
     void clear();
 
     // Building
@@ -127,7 +132,7 @@ private:
     void appendChildren(const QModelIndex& parent, const QList<QStandardItem*>& children);
     void appendRows(QStandardItem* parent, const QList<QStandardItem*>& rows);
     void insertRows(QStandardItem* parent, int row, const QList<QStandardItem*>& rows);
-    QPersistentModelIndex moveUnder(const QPersistentModelIndex& node, const QModelIndex& parent);
+    QModelIndex moveUnder(const QModelIndex& node, const QModelIndex& parent);
     QModelIndex ioDeviceNode(const QString& deviceId) const;
     void updateIoDevice(const QModelIndex& device, const LogicalTreeNodeBuilder& announced, const QModelIndex& parent,
                         const QStringList& diNames, const QStringList& doNames);
@@ -141,5 +146,6 @@ private:
     void setDataOfNode(const QModelIndex& node, const QVariant& value, int role);
 
     LogicalTreeModel m_model;
+    StandardItemMoveModel m_viewModel;
     IdentifierIndex m_idIndex;
 };

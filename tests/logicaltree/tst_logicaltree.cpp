@@ -37,18 +37,19 @@ QVariantList childValues(const QAbstractItemModel& model, const QString& parentI
 struct Fixture
 {
     explicit Fixture(bool withServerTree = true)
-        : tester(tree.getModel(), QAbstractItemModelTester::FailureReportingMode::Fatal)
+        : tester(tree.viewModel(), QAbstractItemModelTester::FailureReportingMode::Fatal)
     {
         tree.createDefaultNodes();
         if (withServerTree)
             tree.set(serverTree(), "S_1");
-        recorder = std::make_unique<ModelNotificationRecorder>(tree.getModel(), Model::idRole);
+        recorder = std::make_unique<ModelNotificationRecorder>(tree.viewModel(), Model::idRole);
         QorbLogUtlStub::clear();
     }
     QString outline() const { return treeOutline(*model); }
 
     LogicalTree tree;
     Model* model = tree.getModel();
+    QAbstractItemModel* view = tree.viewModel();
     QAbstractItemModelTester tester;
     std::unique_ptr<ModelNotificationRecorder> recorder;
 };
@@ -238,8 +239,7 @@ void TestLogicalTree::ioDevicesFindTheirPlaceInAnyOrder()
     f.tree.insertIoDevices({device("S_1", "", {"Gate"})}, Model::StationIoDevice);
     // then: it takes the early one in, with what is nested under it
     QCOMPARE(f.recorder->lines(), QStringList({"insert 1..1 under _IO_BOX_FID_", "inserted 1..1 under _IO_BOX_FID_",
-                                               "remove 0..0 under _IO_BOX_FID_", "removed 0..0 under _IO_BOX_FID_",
-                                               "insert 1..1 under S_1", "inserted 1..1 under S_1"}));
+                                               "moved 0..0 under _IO_BOX_FID_ to S_1 at 1"}));
     QCOMPARE(ioFolder(), "S_1{S_1_0,S_1/S_3{S_1/S_3_0,S_1/S_3_1,S_1/S_3_2,S_1/S_3/IO_1}}");
 
     // when: announced again, unchanged and then with another port, the devices nested under it stay
@@ -335,19 +335,28 @@ void TestLogicalTree::moveNodes()
     QFETCH(QString, destination);
     QFETCH(QString, tree);
     QFETCH(QStringList, rejected);
-    // given
+    // given: views holding the nodes to move
     Fixture f;
+    QList<QPersistentModelIndex> held;
+    for (const QString& source : sources)
+        held << QPersistentModelIndex(findByTreeId(*f.view, source));
     // when
     f.tree.moveNodes(sources, destination);
-    // then
+    // then each node moved with its subtree as one move, and the views' hold on it followed it
     QCOMPARE(f.outline(), "R{" + kSpecial + tree + "}");
+    QCOMPARE(f.recorder->lines().size(), sources.size() - rejected.size());
+    QVERIFY(f.recorder->lines().filter("moved").size() == f.recorder->lines().size());
+    for (qsizetype i = 0; i < sources.size(); ++i) {
+        if (rejected.contains(sources.at(i)))
+            continue;
+        QCOMPARE(held.at(i).data(Model::idRole).toString(), sources.at(i));
+        QCOMPARE(held.at(i).parent().data(Model::idRole).toString(), destination);
+    }
     QList<QByteArray> log;
     for (const QString& source : rejected)
         log << QStringLiteral("LogicalTree::moveNodes, Invalid move: source:%1, destination:%2")
                         .arg(source, destination).toLocal8Bit();
     QCOMPARE(QorbLogUtlStub::messages(), log);
-    if (sources.size() == rejected.size())
-        QCOMPARE(f.recorder->lines(), QStringList());
     // and moved cameras are found at their new place
     for (const QModelIndex& camera : f.model->match({}, Model::cameraNodeIDRole, "S_1/C_1"))
         QCOMPARE(camera, findByTreeId(*f.model, camera.data(Model::idRole).toString()));
