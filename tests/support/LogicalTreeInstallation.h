@@ -46,7 +46,7 @@ struct LogicalTreeInstallation
     LogicalTreeInstallation()
     {
         failover.setSourceModel(devices.getModel());
-        topologyData.setSourceModel(logical.getModel());
+        topologyData.setSourceModel(logical.viewModel());
         topologyData.setTopologyModel(&failover);
         validCameras.setSourceModel(&topologyData);
     }
