@@ -218,7 +218,7 @@ public:
     QVariantMap createCameraInfoMap(const QVariantMap& cameraEntry, const QString& stationId) const;
     std::vector<QVariantMap> parseCamerasList(const QVariantList& cameras, const QString& stationId) const;
     std::vector<QVariantMap> parseStationsList(const QVariantList& stations) const;
-    QVariantList allNonRedundantServerSubstations(const QVariantList& nodeList) const;
+    QList<RedundantStationInfo> allNonRedundantServerSubstations(const QVariantList& nodeList) const;
     QString decryptUrlString(const QString& text) const;
     QStringList generateDefaultDiDoNameList(const QString& prefix, int count) const;
 

@@ -73,7 +73,7 @@ std::vector<QVariantMap> PluginTopologyMgt::parseStationsList(const QVariantList
     return m_payloadParser.parseStationsList(stations);
 }
 
-QVariantList PluginTopologyMgt::allNonRedundantServerSubstations(const QVariantList& nodeList) const
+QList<RedundantStationInfo> PluginTopologyMgt::allNonRedundantServerSubstations(const QVariantList& nodeList) const
 {
     return m_payloadParser.allNonRedundantServerSubstations(nodeList);
 }
@@ -118,12 +118,8 @@ void PluginTopologyMgt::HandleRetrieveDevTopology(const Reply& reply)
         emit nodeStatusChanged(StandardTopologyModel::StationNode, parentStationId, true);
         emit stationConnectionStatusChanged(parentStationId, true, isNvr);
     }
-    for (const QVariant& substation : allNonRedundantServerSubstations(nodeList)) {
-        const QVariantMap record = substation.toMap();
-        emit stationInserted(record.value(QStringLiteral("nodeUID")).toString(),
-                             record.value(QStringLiteral("nodeName")).toString(),
-                             record.value(QStringLiteral("parentStationID")).toString());
-    }
+    for (const RedundantStationInfo& substation : allNonRedundantServerSubstations(nodeList))
+        emit stationInserted(substation.stationId, substation.stationName, substation.parentStationId);
 }
 
 void PluginTopologyMgt::HandleRetrieveNodeInfo(const Reply& reply)

@@ -148,20 +148,17 @@ std::vector<QVariantMap> TopologyPayloadParser::parseStationsList(const QVariant
     return records;
 }
 
-QVariantList TopologyPayloadParser::allNonRedundantServerSubstations(const QVariantList& nodeList) const
+QList<RedundantStationInfo> TopologyPayloadParser::allNonRedundantServerSubstations(const QVariantList& nodeList) const
 {
-    QVariantList substations;
+    QList<RedundantStationInfo> substations;
     for (const QVariant& node : nodeList) {
         const QVariantMap entry = node.toMap();
         if (textOf(entry, "nodeType") != QLatin1String("Station") || flagOf(entry, "isRedundantServer"))
             continue;
         const QString nodeId = textOf(entry, "nodeUID");
-        QVariantMap substation;
-        substation.insert(QStringLiteral("nodeUID"), nodeId);
-        substation.insert(QStringLiteral("nodeName"), DeviceNodeFactory::cleanDisplayName(textOf(entry, "nodeName")));
-        substation.insert(QStringLiteral("parentStationID"),
-                          m_deviceTree.data(nodeId, StandardTopologyModel::parentStationIDRole).toString());
-        substations.append(substation);
+        substations.append({nodeId, DeviceNodeFactory::cleanDisplayName(textOf(entry, "nodeName")),
+                            m_deviceTree.data(nodeId, StandardTopologyModel::parentStationIDRole).toString(),
+                            false});
     }
     return substations;
 }

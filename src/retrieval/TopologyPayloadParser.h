@@ -1,5 +1,7 @@
 #pragma once
 
+#include "RedundantStationInfo.h"
+
 #include <QString>
 #include <QStringList>
 #include <QVariant>
@@ -25,7 +27,7 @@ public:
     std::vector<QVariantMap> parseStationsList(const QVariantList& stations) const;
     // Records of three texts ("nodeUID", "nodeName", "parentStationID"); must run
     // after the node list has been inserted, as the parent comes from the tree.
-    QVariantList allNonRedundantServerSubstations(const QVariantList& nodeList) const;
+    QList<RedundantStationInfo> allNonRedundantServerSubstations(const QVariantList& nodeList) const;
 
     static QString decryptUrlString(const QString& text);
     static QStringList generateDefaultDiDoNameList(const QString& prefix, int count);

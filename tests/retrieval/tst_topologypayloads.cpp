@@ -153,11 +153,10 @@ private slots:
                                     station("C_1", "c_Door", false, "Camera"), station("S_2", "d_Parking", false),
                                     station("S_3", "Lower", false, "station")};
         plugin.deviceTree().insertNewNodes(QString(), nodeList);
-        const QVariantList announced = plugin.allNonRedundantServerSubstations(nodeList);
+        const QList<RedundantStationInfo> announced = plugin.allNonRedundantServerSubstations(nodeList);
         QCOMPARE(announced.size(), 2);
-        QCOMPARE(announced.at(0).toMap(),
-                 (QVariantMap{{"nodeUID", "S_1"}, {"nodeName", "Warehouse"}, {"parentStationID", QString()}}));
-        QCOMPARE(announced.at(1).toMap().value("nodeName").toString(), "Parking");
+        QCOMPARE(announced.at(0), RedundantStationInfo("S_1", "Warehouse", QString(), false));
+        QCOMPARE(announced.at(1).stationName, "Parking");
     }
 };
 
