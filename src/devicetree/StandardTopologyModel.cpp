@@ -313,6 +313,13 @@ StandardTopologyModel::StandardTopologyModel(QObject* parent)
     connect(this, &QAbstractItemModel::rowsAboutToBeRemoved, this, &StandardTopologyModel::removeModelIndexMap);
     connect(this, &QAbstractItemModel::dataChanged, this, &StandardTopologyModel::followIdentifierChange,
             Qt::DirectConnection);
+    // The shown name is nameRole read under another number; views bound to
+    // "display" refresh only when that number is announced too.
+    connect(this, &QAbstractItemModel::dataChanged, this,
+            [this](const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles) {
+                if (roles.contains(nameRole) && !roles.contains(Qt::DisplayRole))
+                    emit dataChanged(topLeft, bottomRight, {Qt::DisplayRole});
+            });
     // A reset through the base class's clear() must not leave the index pointing
     // at deleted rows.
     connect(this, &QAbstractItemModel::modelAboutToBeReset, this, &StandardTopologyModel::forgetAllIdentifiers,
@@ -380,7 +387,13 @@ QString StandardTopologyModel::cameraModelWord(int cameraType)
 
 QHash<int, QByteArray> StandardTopologyModel::roleNames() const
 {
-    return getRoleNames();
+    // Stock delegates (TreeViewDelegate, ItemDelegate) bind to "display".
+    static const QHash<int, QByteArray> names = [] {
+        QHash<int, QByteArray> result = getRoleNames();
+        result.insert(Qt::DisplayRole, QByteArrayLiteral("display"));
+        return result;
+    }();
+    return names;
 }
 
 QVariant StandardTopologyModel::data(const QModelIndex& index, int role) const
@@ -388,6 +401,8 @@ QVariant StandardTopologyModel::data(const QModelIndex& index, int role) const
     const QStandardItem* item = itemFromIndex(index);
     if (!item)
         return QVariant();
+    if (role == Qt::DisplayRole)
+        role = nameRole;
     if (role == dataRole) {
         const int itemType = item->data(standardItemTypeRole).toInt();
         if (itemType == DeviceItem || itemType == StationItem)

@@ -56,7 +56,8 @@ QVariant LogicalTreeModel::data(const QModelIndex& index, int role) const
         return QVariant();
     if (role == dataRole)
         return wholeNodeMap(*item);
-    return item->data(role);
+    // Stock delegates show "display": the node's name.
+    return item->data(role == Qt::DisplayRole ? int(nameRole) : role);
 }
 
 QVariantMap LogicalTreeModel::wholeNodeMap(const QStandardItem& item) const
@@ -74,6 +75,7 @@ QVariantMap LogicalTreeModel::wholeNodeMap(const QStandardItem& item) const
 QHash<int, QByteArray> LogicalTreeModel::roleNames() const
 {
     static const QHash<int, QByteArray> names = {
+            {Qt::DisplayRole, "display"},
             {idRole, "idRole"},
             {typeRole, "typeRole"},
             {nameRole, "nameRole"},

@@ -222,6 +222,7 @@ QVariant LogicalTreeTopologyDataModel::data(const QModelIndex& index, int role) 
         return QVariant();
     const QModelIndex source = mapToSource(index);
     switch (role) {
+    case Qt::DisplayRole:
     case Logical::nameRole:
         return nameOf(source);
     case Logical::dataRole:
@@ -429,6 +430,9 @@ void LogicalTreeTopologyDataModel::onSourceModelDataChanged(const QModelIndex& t
             break;
         }
     }
+    // The shown name follows the name, which the source announces alone.
+    if (roles.contains(Logical::nameRole))
+        derived << Qt::DisplayRole;
     for (int role : roles)
         derived.remove(role);
     if (!derived.isEmpty())
@@ -620,6 +624,8 @@ void LogicalTreeTopologyDataModel::emitDataChangedOf(const QModelIndex& sourceIn
         roles.insert(Logical::displayIconRole);
     if (roles.intersects(stationRoles()))
         roles.insert(Logical::dataRole);
+    if (roles.contains(Logical::nameRole))
+        roles.insert(Qt::DisplayRole);
     if (roles.isEmpty())
         return;
     const QModelIndex index = mapFromSource(sourceIndex);
