@@ -37,13 +37,6 @@ bool TopologyQml::registerTypes(QObject* plugin, QQmlContext* context)
     const QMetaObject* logical = declaringClass(modelFrom(plugin, "getLogicalTreeModel"), "LogicalTreeTypes");
     if (!device || device->indexOfEnumerator("CameraType") < 0 || !logical)
         return false;
-    // These three live as long as the plug-in, and none has a QObject parent
-    // that would tell QML so: a model returned to QML without one is collected
-    // with the JavaScript values that held it.
-    for (const char* longLived : {"getStandardTopologyModel", "getFullLogicalTreeModel", "getLogicalTreeModel"}) {
-        if (QAbstractItemModel* model = modelFrom(plugin, longLived))
-            QQmlEngine::setObjectOwnership(model, QQmlEngine::CppOwnership);
-    }
     static const QString reason = QStringLiteral("only enumerations; the models come from the plug-in's getters");
     qmlRegisterUncreatableMetaObject(*device, kUri, 1, 0, "DeviceNode", reason);
     qmlRegisterUncreatableMetaObject(*logical, kUri, 1, 0, "LogicalNode", reason);

@@ -21,9 +21,7 @@ class QQmlContext;
 //   DigitalInput, DigitalOutput, LocalDBCamera, StationIoDevice,
 //   ExternalDevice) and the logical roles.
 // The enumerations are read from the loaded plug-in's own models, so their
-// values are always the module's. The three long-lived models
-// (getStandardTopologyModel, getFullLogicalTreeModel, getLogicalTreeModel) are
-// marked as owned by C++, so that QML never deletes them. With a context, the plug-in is also set
+// values are always the module's. With a context, the plug-in is also set
 // there as the context property "pluginTopologyMgt".
 namespace TopologyQml {
 

@@ -313,13 +313,6 @@ StandardTopologyModel::StandardTopologyModel(QObject* parent)
     connect(this, &QAbstractItemModel::rowsAboutToBeRemoved, this, &StandardTopologyModel::removeModelIndexMap);
     connect(this, &QAbstractItemModel::dataChanged, this, &StandardTopologyModel::followIdentifierChange,
             Qt::DirectConnection);
-    // The shown name is nameRole read under another number; views bound to
-    // "display" refresh only when that number is announced too.
-    connect(this, &QAbstractItemModel::dataChanged, this,
-            [this](const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles) {
-                if (roles.contains(nameRole) && !roles.contains(Qt::DisplayRole))
-                    emit dataChanged(topLeft, bottomRight, {Qt::DisplayRole});
-            });
     // A reset through the base class's clear() must not leave the index pointing
     // at deleted rows.
     connect(this, &QAbstractItemModel::modelAboutToBeReset, this, &StandardTopologyModel::forgetAllIdentifiers,
@@ -409,6 +402,18 @@ QVariant StandardTopologyModel::data(const QModelIndex& index, int role) const
             return wholeNodeMap(index);
     }
     return QStandardItemModel::data(index, role);
+}
+
+bool StandardTopologyModel::setItemData(const QModelIndex& index, const QMap<int, QVariant>& roles)
+{
+    // Views bound to "display" refresh only when that role is named, so a new
+    // name is written under it too and both are announced in one change.
+    const auto name = roles.constFind(nameRole);
+    if (name == roles.cend())
+        return QStandardItemModel::setItemData(index, roles);
+    QMap<int, QVariant> withShownName = roles;
+    withShownName.insert(Qt::DisplayRole, *name);
+    return QStandardItemModel::setItemData(index, withShownName);
 }
 
 QVariantMap StandardTopologyModel::wholeNodeMap(const QModelIndex& index) const

@@ -80,7 +80,10 @@ bool ViewerSession::open(const Options& options)
     }
     if (options.cameras > 0) {
         const ScenarioGenerator::Options generated = generatedInstallation(options.cameras);
-        m_installation.load(ScenarioGenerator::generate(generated));
+        if (!m_installation.load(ScenarioGenerator::generate(generated))) {
+            m_error = QStringLiteral("Cannot generate the installation: %1").arg(m_installation.errorString());
+            return false;
+        }
         m_scenarioName = QStringLiteral("generated installation: %1 cameras, %2 stations")
                              .arg(ScenarioGenerator::cameraCount(generated))
                              .arg(ScenarioGenerator::stationCount(generated));
