@@ -228,7 +228,13 @@ QString StandardTopologyModel::cameraModelWord(int cameraType)
 
 QHash<int, QByteArray> StandardTopologyModel::roleNames() const
 {
-    return getRoleNames();
+    // Stock delegates (TreeViewDelegate, ItemDelegate) bind to "display".
+    static const QHash<int, QByteArray> names = [] {
+        QHash<int, QByteArray> result = getRoleNames();
+        result.insert(Qt::DisplayRole, QByteArrayLiteral("display"));
+        return result;
+    }();
+    return names;
 }
 
 QVariant StandardTopologyModel::data(const QModelIndex& index, int role) const
@@ -236,12 +242,26 @@ QVariant StandardTopologyModel::data(const QModelIndex& index, int role) const
     const QStandardItem* item = itemFromIndex(index);
     if (!item)
         return QVariant();
+    if (role == Qt::DisplayRole)
+        role = nameRole;
     if (role == dataRole) {
         const int itemType = item->data(standardItemTypeRole).toInt();
         if (itemType == DeviceItem || itemType == StationItem)
             return wholeNodeMap(index);
     }
     return QStandardItemModel::data(index, role);
+}
+
+bool StandardTopologyModel::setItemData(const QModelIndex& index, const QMap<int, QVariant>& roles)
+{
+    // Views bound to "display" refresh only when that role is named, so a new
+    // name is written under it too and both are announced in one change.
+    const auto name = roles.constFind(nameRole);
+    if (name == roles.cend())
+        return QStandardItemModel::setItemData(index, roles);
+    QMap<int, QVariant> withShownName = roles;
+    withShownName.insert(Qt::DisplayRole, *name);
+    return QStandardItemModel::setItemData(index, withShownName);
 }
 
 QVariantMap StandardTopologyModel::wholeNodeMap(const QModelIndex& index) const

@@ -207,7 +207,10 @@ public:
     static QString cameraModelWord(int cameraType);
 
     QHash<int, QByteArray> roleNames() const override;
+    // Qt::DisplayRole reads nameRole, so that stock delegates show the node's name.
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
+    // A change of nameRole is announced for Qt::DisplayRole as well, in the same dataChanged.
+    bool setItemData(const QModelIndex& index, const QMap<int, QVariant>& roles) override;
     // For idRole the answer comes from the identifier index and start, hits and
     // flags are ignored (of two nodes sharing an identifier, the first in tree
     // order answers); every other role is matched by the base model.

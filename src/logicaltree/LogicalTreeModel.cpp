@@ -52,7 +52,8 @@ QVariant LogicalTreeModel::data(const QModelIndex& index, int role) const
         return QVariant();
     if (role == dataRole)
         return wholeNodeMap(*item);
-    return item->data(role);
+    // Stock delegates show "display": the node's name.
+    return item->data(role == Qt::DisplayRole ? int(nameRole) : role);
 }
 
 QVariantMap LogicalTreeModel::wholeNodeMap(const QStandardItem& item) const
@@ -70,6 +71,7 @@ QVariantMap LogicalTreeModel::wholeNodeMap(const QStandardItem& item) const
 QHash<int, QByteArray> LogicalTreeModel::roleNames() const
 {
     static const QHash<int, QByteArray> names = {
+            {Qt::DisplayRole, "display"},
             {idRole, "idRole"},
             {typeRole, "typeRole"},
             {nameRole, "nameRole"},

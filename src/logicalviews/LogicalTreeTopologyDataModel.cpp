@@ -215,6 +215,7 @@ QVariant LogicalTreeTopologyDataModel::data(const QModelIndex& index, int role) 
         return QVariant();
     const QModelIndex source = mapToSource(index);
     switch (role) {
+    case Qt::DisplayRole:
     case Logical::nameRole:
         return nameOf(source);
     case Logical::dataRole:
@@ -432,6 +433,9 @@ void LogicalTreeTopologyDataModel::onSourceModelDataChanged(const QModelIndex& t
             break;
         }
     }
+    // The shown name follows the name, which the source announces alone.
+    if (roles.contains(Logical::nameRole))
+        derived << Qt::DisplayRole;
     for (int role : roles)
         derived.remove(role);
     if (!derived.isEmpty())
@@ -628,6 +632,8 @@ void LogicalTreeTopologyDataModel::collectChangeOf(const QModelIndex& sourceInde
         roles.insert(Logical::displayIconRole);
     if (roles.intersects(stationRoles()))
         roles.insert(Logical::dataRole);
+    if (roles.contains(Logical::nameRole))
+        roles.insert(Qt::DisplayRole);
     if (!roles.isEmpty())
         batch->add(mapFromSource(sourceIndex), roles);
 }

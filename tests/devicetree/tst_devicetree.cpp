@@ -292,7 +292,7 @@ void TestDeviceTree::announcingAKnownNodeChangesItInPlace()
     // then only the new one counts as inserted, and the known one changes what the announcement carries
     QCOMPARE(f.tree.insertNewCameraNodes({again, added, added}), QStringList{"R/new"});
     QCOMPARE(f.recorder->lines(),
-             QStringList({"changed R/C_1 roles 259,302", "insert 2..2 under R", "inserted 2..2 under R"}));
+             QStringList({"changed R/C_1 roles 0,259,302,2", "insert 2..2 under R", "inserted 2..2 under R"}));
     QCOMPARE(differingRoles(f.tree, "R/C_1", {{"nameRole", "Porch"}, {"camTypeRole", 2}, {"connectedRole", true},
                                               {"portRole", "80"}}),
              QStringList());
@@ -327,7 +327,7 @@ void TestDeviceTree::announcingAKnownNodeChangesItInPlace()
     // when the login station is answered again, then the one there changes, whatever its identifier now
     f.recorder->clear();
     QVERIFY(!f.tree.insertLoginStation("s_Head", "10.0.0.9"));
-    QCOMPARE(f.recorder->lines(), QStringList({"changed R roles 259,263"}));
+    QCOMPARE(f.recorder->lines(), QStringList({"changed R roles 0,259,263,2"}));
     QCOMPARE(f.tree.getModel()->rowCount(), 1);
     QCOMPARE(f.tree.getModel()->identifierIndexFaults(), QStringList());
 }
@@ -356,7 +356,7 @@ void TestDeviceTree::removedCamerasAndSubtrees()
     f.recorder->clear();
     f.tree.insertRemovedCameras("R", removed + QVariantList{QVariantMap{{"camID", "8"}, {"camName", "Oldest"}}});
     // then they change in place instead of doubling, and only in what their entries carry
-    QCOMPARE(f.recorder->lines(), QStringList({"changed R/8 roles 259"}));
+    QCOMPARE(f.recorder->lines(), QStringList({"changed R/8 roles 0,259,2"}));
     QCOMPARE(childIds(f.tree, "R/_REMOVED_CAMERAS_"), QStringList({"R/7", "R/8"}));
     QCOMPARE(f.tree.data("R/8", "camTypeRole"), QVariant(2));
     QCOMPARE(f.tree.getModel()->identifierIndexFaults(), QStringList());
@@ -392,15 +392,16 @@ void TestDeviceTree::updatesChangeRolesInOneNotification_data()
     QTest::addColumn<QString>("nodeId");
     QTest::addColumn<QVariantMap>("values");
 
-    QTest::newRow("names that are no published role land in role 0")
+    // role 0 is the display role, which always reads the node's name
+    QTest::newRow("names that are no published role land in role 0, unseen")
         << Operation([](DeviceTree& t) { t.setDataMap("R/C_1", {{"ipRole", "10.0.0.7"}, {"noSuchRole", "display"}}); })
         << QStringList{"changed R/C_1 roles 0,263,2"} << "R/C_1"
-        << QVariantMap{{"ipRole", "10.0.0.7"}, {"anotherUnknownRole", "display"}};
+        << QVariantMap{{"ipRole", "10.0.0.7"}, {"anotherUnknownRole", "Cam"}};
     QTest::newRow("a list keeps its order, the later value of a role winning")
         << Operation([](DeviceTree& t) {
                t.setDataList("R/C_1", {{"nameRole", "first"}, {"ipRole", "10.0.0.8"}, {"nameRole", "second"}});
            })
-        << QStringList{"changed R/C_1 roles 259,263"} << "R/C_1"
+        << QStringList{"changed R/C_1 roles 0,259,263,2"} << "R/C_1"
         << QVariantMap{{"nameRole", "second"}, {"ipRole", "10.0.0.8"}};
     QTest::newRow("a camera's model word is stored as its type number")
         << Operation([](DeviceTree& t) { t.setDataMap("R/C_1", {{"camTypeRole", "FixedDome"}}); })
@@ -409,7 +410,7 @@ void TestDeviceTree::updatesChangeRolesInOneNotification_data()
         << Operation([](DeviceTree& t) {
                t.setDataMap("R/C_2", {{"idRole", "R/C_1"}, {"nodeIDRole", "R/C_1"}, {"nameRole", "Two"}});
            })
-        << QStringList{"changed R/C_2 roles 259"} << "R/C_2" << QVariantMap{{"nameRole", "Two"}};
+        << QStringList{"changed R/C_2 roles 0,259,2"} << "R/C_2" << QVariantMap{{"nameRole", "Two"}};
     QTest::newRow("camera status")
         << Operation([](DeviceTree& t) {
                t.updateCameraStatus({QVariantMap{{"camUID", "R/C_1"}, {"connected", true}, {"recording", true},

@@ -99,9 +99,9 @@ void TestLogicalTree::createsDefaultNodes()
     QCOMPARE(treeOutline(*tree.getModel()), "nodeIDForDefaultRoot{_LOCAL_DB_}");
     QCOMPARE(tree.data("nodeIDForDefaultRoot", Model::nameRole), QVariant("Default Root"));
     QCOMPARE(tree.data("nodeIDForDefaultRoot", Model::cameraNodeIDRole), QVariant("nodeUIDForDefaultRoot"));
-    // and the views bind to exactly these role names: no base-class roles, and
-    // of the computed roles only the icon
-    const QHash<int, QByteArray> qmlRoles{{257, "idRole"},         {258, "typeRole"},      {259, "nameRole"},
+    // and the views bind to exactly these role names: of the base-class roles
+    // only the shown name, and of the computed roles only the icon
+    const QHash<int, QByteArray> qmlRoles{{Qt::DisplayRole, "display"}, {257, "idRole"},         {258, "typeRole"},      {259, "nameRole"},
                                           {260, "cameraNodeIDRole"}, {261, "dataRole"},    {264, "diDoValueRole"},
                                           {265, "diDoIndexRole"},  {266, "joystickKeyRole"}, {267, "nodeIDRole"},
                                           {278, "displayIconRole"}};
