@@ -193,8 +193,6 @@ private slots:
         QTest::addColumn<QString>("event");
         QTest::addColumn<QByteArray>("logged");
         QTest::newRow("misspelt name") << "NotifyCamInsert" << QByteArray("PluginTopologyMgt::HandleBroadcastCamInsert, HanldeBroadcastCamInsert : notify is null");
-        QTest::newRow("short form") << "NotifySrvPortChange" << QByteArray("PluginTopologyMgt::HandleBroadcastSrvPortChange, notify is null");
-        QTest::newRow("location removal") << "NotifyLocationRemove" << QByteArray("PluginTopologyMgt::HandleBroadcastLocRemoved, HandleBroadcastLocRemoved : notify is null");
         QTest::newRow("read as empty") << "NotifyCamRemoveLogical" << QByteArray();
     }
     void nullBroadcastsAreLoggedAndChangeNothing()
