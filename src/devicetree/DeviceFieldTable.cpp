@@ -1,5 +1,6 @@
 #include "DeviceFieldTable.h"
 
+#include "LogicalTreeNames.h"
 #include "DeviceNodeFactory.h"
 #include "DeviceTreeNames.h"
 #include "PayloadFields.h"
@@ -18,7 +19,7 @@ constexpr DeviceFieldTable::Use kCreateOnly = DeviceFieldTable::Use::CreateOnly;
 // Whether a new node waits on its first processing step; none does.
 constexpr int kNotProcessing = 0;
 // The selection state every node is made with.
-constexpr int kInitialSelection = 2;
+constexpr int kInitialSelection = Qt::Checked;
 // Until camera information arrives, a camera is taken to stream on its first
 // channel through the ordinary web port, kept as text like the ports views put
 // into addresses.

@@ -1,5 +1,6 @@
 #include "LogicalTree.h"
 
+#include "LogicalTreeNames.h"
 #include "DeviceNodeFactory.h"
 #include "InputLimits.h"
 #include "LogicalTreeNodes.h"
@@ -61,8 +62,8 @@ LogicalTreeNodeBuilder specialFolder(const QString& id, const QString& name)
 } // namespace
 
 const QString LogicalTree::kRemovedCamerasFolderId = DeviceTreeNames::kRemovedCamerasFolder;
-const QString LogicalTree::kLocalDbFolderId = QStringLiteral("_LOCAL_DB_");
-const QString LogicalTree::kIoDeviceFolderId = QStringLiteral("_IO_BOX_FID_");
+const QString LogicalTree::kLocalDbFolderId = LogicalTreeNames::kLocalDbFolder;
+const QString LogicalTree::kIoDeviceFolderId = LogicalTreeNames::kIoDeviceFolder;
 
 LogicalTree::LogicalTree(QObject* parent)
     : QObject(parent), m_idIndex(&m_model, Model::idRole, IdentifierIndex::Keys::Shared), m_viewModel(&m_model)

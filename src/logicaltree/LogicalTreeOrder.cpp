@@ -1,5 +1,6 @@
 #include "LogicalTreeOrder.h"
 
+#include "LogicalTreeNames.h"
 #include "LogicalTreeModel.h"
 #include "DeviceTreeNames.h"
 
@@ -18,7 +19,7 @@ int logicalTypeOf(const QModelIndex& index)
 
 bool isBeforeSibling(const QModelIndex& left, const QModelIndex& right, int type)
 {
-    static const QString specialFolders[] = {QStringLiteral("_SKYRCloud_"), QStringLiteral("_LOCAL_DB_"),
+    static const QString specialFolders[] = {QString(LogicalTreeNames::kCloudFolder), QString(LogicalTreeNames::kLocalDbFolder),
                                              QString(DeviceTreeNames::kRemovedCamerasFolder)};
     const QString leftNodeId = left.data(Logical::nodeIDRole).toString();
     const QString rightNodeId = right.data(Logical::nodeIDRole).toString();

@@ -1,5 +1,6 @@
 #include "LogicalTreeFolderModel.h"
 
+#include "LogicalTreeNames.h"
 #include "LogicalTreeModel.h"
 #include "LogicalTreeOrder.h"
 #include "DeviceTreeNames.h"
@@ -18,8 +19,8 @@ LogicalTreeFolderModel::LogicalTreeFolderModel(QObject* parent)
 
 bool LogicalTreeFolderModel::filterAcceptsRow(int sourceRow, const QModelIndex& sourceParent) const
 {
-    static const QString specialFolderIds[] = {QString(DeviceTreeNames::kRemovedCamerasFolder), QStringLiteral("_LOCAL_DB_"),
-                                               QStringLiteral("_IO_BOX_FID_")};
+    static const QString specialFolderIds[] = {QString(DeviceTreeNames::kRemovedCamerasFolder), QString(LogicalTreeNames::kLocalDbFolder),
+                                               QString(LogicalTreeNames::kIoDeviceFolder)};
     const QModelIndex node = sourceModel()->index(sourceRow, 0, sourceParent);
     if (logicalTypeOf(node) != Logical::Folder)
         return false;

@@ -1,5 +1,6 @@
 #include "LogicalTreeSortFilterModel.h"
 
+#include "LogicalTreeNames.h"
 #include "LogicalTreeModel.h"
 #include "LogicalTreeOrder.h"
 #include "DeviceTreeNames.h"
@@ -11,8 +12,8 @@ namespace {
 using Logical = LogicalTreeModel;
 
 const QString kRemovedCamerasFolderId = DeviceTreeNames::kRemovedCamerasFolder;
-const QString kLocalDbFolderId = QStringLiteral("_LOCAL_DB_");
-const QString kIoDeviceFolderId = QStringLiteral("_IO_BOX_FID_");
+const QString kLocalDbFolderId = LogicalTreeNames::kLocalDbFolder;
+const QString kIoDeviceFolderId = LogicalTreeNames::kIoDeviceFolder;
 const QString kOnvifBrand = QStringLiteral("ONVI");
 
 bool isIoDeviceKind(int type)

@@ -1,5 +1,6 @@
 #include "LogicalTreeTopologyDataModel.h"
 
+#include "LogicalTreeNames.h"
 #include "DataChangedBatch.h"
 #include "LogicalTreeModel.h"
 #include "StandardTopologyModel.h"
@@ -15,7 +16,10 @@ namespace {
 using Logical = LogicalTreeModel;
 using Device = StandardTopologyModel;
 
-const QString kCloudFolderId = QStringLiteral("_SKYRCloud_");
+const QString kCloudFolderId = LogicalTreeNames::kCloudFolder;
+// A DI/DO's level as the servers report it: 1 is the rising level, anything
+// else the falling one.
+constexpr int kRisingLevel = 1;
 const QString kSupportEventsField = QStringLiteral("supportEventsRole");
 // The connect type a cloud-relay station reports while it is reached through the relay.
 constexpr int kRelayConnectType = 1;
@@ -137,7 +141,7 @@ QString connectionWordOf(const QModelIndex& deviceNode)
 
 QString levelWordOf(const QModelIndex& sourceIndex)
 {
-    return sourceIndex.data(Logical::diDoValueRole).toInt() == 1 ? QStringLiteral("Rising")
+    return sourceIndex.data(Logical::diDoValueRole).toInt() == kRisingLevel ? QStringLiteral("Rising")
                                                                 : QStringLiteral("Falling");
 }
 

@@ -1,5 +1,6 @@
 #include "StandalonePlayerPlaylist.h"
 
+#include "LogicalTreeNames.h"
 #include "PayloadFields.h"
 #include "LocalDatabaseKeys.h"
 
@@ -8,7 +9,7 @@
 #include <QUuid>
 
 namespace {
-const QString kLocalDbId = QStringLiteral("_LOCAL_DB_");
+const QString kLocalDbId = LogicalTreeNames::kLocalDbFolder;
 const QString kMetaInfoKey = LocalDatabaseKeys::kMetaInfo;
 
 using PayloadFields::isMap;
