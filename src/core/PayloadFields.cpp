@@ -127,6 +127,28 @@ QString text(const QVariant& value)
     return QString();
 }
 
+bool isInteger(const QVariant& value)
+{
+    switch (value.typeId()) {
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Long:
+    case QMetaType::ULong:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool isNumber(const QVariant& value)
+{
+    return isInteger(value) || value.typeId() == QMetaType::Double || value.typeId() == QMetaType::Float;
+}
+
 QVariantList list(const QVariant& value)
 {
     switch (value.typeId()) {

@@ -26,6 +26,12 @@ inline QVariantList listOf(const QVariantMap& map, const char* key)
     return list(map.value(QLatin1String(key)));
 }
 
+// Whether the value is a whole number of any width.
+bool isInteger(const QVariant& value);
+// Whether the value is a number: numbers parsed from JSON arrive as 64-bit
+// integers or doubles.
+bool isNumber(const QVariant& value);
+
 inline QString textOf(const QVariantMap& map, const char* key)
 {
     return text(map.value(QLatin1String(key)));

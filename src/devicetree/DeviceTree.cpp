@@ -50,18 +50,6 @@ QVariantList lastOfEachIdentifier(const QVariantList& records, const char* key)
     return kept;
 }
 
-// True when `node` is `descendant` itself or one of its ancestors.
-bool isAtOrAbove(const QModelIndex& node, const QModelIndex& descendant)
-{
-    if (!node.isValid())
-        return false;
-    for (QModelIndex ancestor = descendant; ancestor.isValid(); ancestor = ancestor.parent()) {
-        if (ancestor == node)
-            return true;
-    }
-    return false;
-}
-
 // Whether nodes `levels` below the parent stay within the depth limit; a
 // top-level node is at level 1.
 bool hasRoomBelow(const QModelIndex& parent, int levels = 1)
@@ -175,12 +163,12 @@ bool DeviceTree::insertNodes(const QString& parentId, const QVariantList& nodeRe
         const QVariantMap record = entry.toMap();
         const QModelIndex known = indexOf(textOf(record, "nodeUID"));
         // The parent and the stations above it cannot become its children.
-        if (isAtOrAbove(known, parent))
+        if (TreeWalk::isAtOrAbove(known, parent))
             continue;
         // A node that sits elsewhere (or, for a later part, among the children
         // already there) comes here: its old row goes first, so that the tree
         // never holds it twice.
-        if (known.isValid() && (!replaceChildren || !isAtOrAbove(parent, known)))
+        if (known.isValid() && (!replaceChildren || !TreeWalk::isAtOrAbove(parent, known)))
             elsewhere.append(m_model.itemFromIndex(known));
         nodes.append(DeviceNodeFactory::createNode(record, level, parentNodeId).release());
     }
@@ -283,7 +271,7 @@ void DeviceTree::insertRemovedCameras(const QString& stationId, const QVariantLi
             writeRoles(known, changedValues(known, *camera, DeviceFieldTable::removedCamera().carriedRoles(record)));
             continue;
         }
-        if (isAtOrAbove(known, station))
+        if (TreeWalk::isAtOrAbove(known, station))
             continue;
         if (known.isValid())
             elsewhere.append(m_model.itemFromIndex(known));
@@ -321,7 +309,7 @@ bool DeviceTree::placeNode(std::unique_ptr<QStandardItem> node, const QModelInde
     const QString id = node->data(Model::idRole).toString();
     const QModelIndex known = indexOf(id);
     if (known.isValid()) {
-        if (isAtOrAbove(known, parent))
+        if (TreeWalk::isAtOrAbove(known, parent))
             return false;
         if (known.data(Model::nodeTypeRole) == node->data(Model::nodeTypeRole) && known.parent() == parent) {
             writeRoles(known, changedValues(known, *node, carried));

@@ -1,4 +1,5 @@
 #include "StandardTopologyModel.h"
+#include "PayloadFields.h"
 
 
 #include <QMetaEnum>
@@ -188,9 +189,7 @@ int StandardTopologyModel::cameraTypeOf(const QVariant& modelOrType)
 {
     bool isNumber = false;
     int type = UnknownCamera;
-    switch (modelOrType.typeId()) {
-    case QMetaType::QString:
-    case QMetaType::QByteArray: {
+    if (modelOrType.typeId() == QMetaType::QString || modelOrType.typeId() == QMetaType::QByteArray) {
         // Model words are matched exactly: a word the table does not know is no type.
         const QString text = modelOrType.toString();
         for (int word = 0; word < int(std::size(kCameraModelWords)); ++word) {
@@ -198,23 +197,8 @@ int StandardTopologyModel::cameraTypeOf(const QVariant& modelOrType)
                 return word;
         }
         type = text.toInt(&isNumber, 10);
-        break;
-    }
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::Long:
-    case QMetaType::ULong:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-    case QMetaType::Short:
-    case QMetaType::UShort:
-    case QMetaType::Double:
-    case QMetaType::Float:
-        // Numbers parsed from JSON arrive as 64-bit integers or doubles.
+    } else if (PayloadFields::isNumber(modelOrType)) {
         type = modelOrType.toInt(&isNumber);
-        break;
-    default:
-        break;
     }
     return isNumber ? type : int(UnknownCamera);
 }

@@ -68,4 +68,16 @@ inline int heightOf(const QStandardItem* top)
     return height;
 }
 
+// True when `node` is `descendant` itself or one of its ancestors.
+inline bool isAtOrAbove(const QModelIndex& node, const QModelIndex& descendant)
+{
+    if (!node.isValid())
+        return false;
+    for (QModelIndex ancestor = descendant; ancestor.isValid(); ancestor = ancestor.parent()) {
+        if (ancestor == node)
+            return true;
+    }
+    return false;
+}
+
 } // namespace TreeWalk

@@ -1,5 +1,6 @@
 #include "LogicalTree.h"
 
+#include "TreeWalk.h"
 #include "LogicalTreeNames.h"
 #include "DeviceNodeFactory.h"
 #include "InputLimits.h"
@@ -38,18 +39,6 @@ const QString kLocalDbMetaInfoKey = LocalDatabaseKeys::kMetaInfo;
 bool isIoDevice(int type)
 {
     return type == Model::StationIoDevice || type == Model::ExternalDevice;
-}
-
-// True when `node` is `descendant` itself or one of its ancestors.
-bool isAtOrAbove(const QModelIndex& node, const QModelIndex& descendant)
-{
-    if (!node.isValid())
-        return false;
-    for (QModelIndex ancestor = descendant; ancestor.isValid(); ancestor = ancestor.parent()) {
-        if (ancestor == node)
-            return true;
-    }
-    return false;
 }
 
 LogicalTreeNodeBuilder specialFolder(const QString& id, const QString& name)
@@ -593,7 +582,7 @@ void LogicalTree::updateIoDevice(const QModelIndex& device, const LogicalTreeNod
 {
     QPersistentModelIndex node(device);
     // A device cannot go under itself or under a device nested in it.
-    if (node.parent() != parent && !isAtOrAbove(node, parent) && fitsBelow(node, parent))
+    if (node.parent() != parent && !TreeWalk::isAtOrAbove(node, parent) && fitsBelow(node, parent))
         node = moveUnder(node, parent);
     QMap<int, QVariant> changed;
     const QMap<int, QVariant> values = announced.roleValues();
@@ -619,7 +608,7 @@ void LogicalTree::adoptWaitingIoDevices(const QString& deviceId)
             waiting.append(child);
     }
     for (const QPersistentModelIndex& child : waiting) {
-        if (!isAtOrAbove(child, device) && fitsBelow(child, device))
+        if (!TreeWalk::isAtOrAbove(child, device) && fitsBelow(child, device))
             moveUnder(child, device);
     }
 }
