@@ -1,8 +1,10 @@
 #include "StandardTopologyModel.h"
 #include "PayloadFields.h"
 
+#include "TreeWalk.h"
 
 #include <QMetaEnum>
+#include <QSet>
 #include <QStandardItem>
 
 #include <iterator>
@@ -163,8 +165,19 @@ const QList<QPair<int, QString>>& wholeNodeFields()
 } // namespace
 
 StandardTopologyModel::StandardTopologyModel(QObject* parent)
-    : QStandardItemModel(parent), m_indexById(this, idRole, IdentifierIndex::Keys::Unique)
+    : QStandardItemModel(parent)
 {
+    // The index must be complete before any other listener of rowsInserted runs,
+    // and emptied before the rows disappear; both connections are made first.
+    connect(this, &QAbstractItemModel::rowsInserted, this, &StandardTopologyModel::genModelIndexMap,
+            Qt::DirectConnection);
+    connect(this, &QAbstractItemModel::rowsAboutToBeRemoved, this, &StandardTopologyModel::removeModelIndexMap);
+    connect(this, &QAbstractItemModel::dataChanged, this, &StandardTopologyModel::followIdentifierChange,
+            Qt::DirectConnection);
+    // A reset through the base class's clear() must not leave the index pointing
+    // at deleted rows.
+    connect(this, &QAbstractItemModel::modelAboutToBeReset, this, &StandardTopologyModel::forgetAllIdentifiers,
+            Qt::DirectConnection);
 }
 
 QHash<int, QByteArray> StandardTopologyModel::getRoleNames()
@@ -263,6 +276,88 @@ QModelIndexList StandardTopologyModel::match(const QModelIndex& start, int role,
 {
     if (role != idRole)
         return QStandardItemModel::match(start, role, value, hits, flags);
-    const QStandardItem* found = m_indexById.first(value.toString());
-    return found ? QModelIndexList{found->index()} : QModelIndexList();
+    const auto found = m_indexById.constFind(value.toString());
+    if (found == m_indexById.constEnd() || !found->isValid())
+        return QModelIndexList();
+    return QModelIndexList{QModelIndex(*found)};
+}
+
+void StandardTopologyModel::clear()
+{
+    forgetAllIdentifiers();
+    QStandardItemModel::clear();
+}
+
+void StandardTopologyModel::genModelIndexMap(const QModelIndex& parent, int first, int last)
+{
+    TreeWalk::forEachIndex(*this, parent, first, last, [this](const QModelIndex& node) {
+        const QString id = QStandardItemModel::data(node, idRole).toString();
+        m_indexById.insert(id, QPersistentModelIndex(node));
+        m_idOfItem.insert(itemFromIndex(node), id);
+    });
+}
+
+void StandardTopologyModel::removeModelIndexMap(const QModelIndex& parent, int first, int last)
+{
+    TreeWalk::forEachIndex(*this, parent, first, last, [this](const QModelIndex& node) {
+        m_indexById.remove(QStandardItemModel::data(node, idRole).toString());
+        m_idOfItem.remove(itemFromIndex(node));
+    });
+}
+
+void StandardTopologyModel::followIdentifierChange(const QModelIndex& topLeft, const QModelIndex& bottomRight,
+                                                   const QList<int>& roles)
+{
+    if (!topLeft.isValid() || topLeft.column() > 0)
+        return;
+    if (!roles.isEmpty() && !roles.contains(idRole))
+        return;
+    const QModelIndex parent = topLeft.parent();
+    for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
+        const QModelIndex node = index(row, 0, parent);
+        const auto filed = m_idOfItem.find(itemFromIndex(node));
+        if (filed == m_idOfItem.end())
+            continue;
+        const QString newId = QStandardItemModel::data(node, idRole).toString();
+        if (*filed == newId)
+            continue;
+        // The old key may belong to a later node with the same identifier; only
+        // this node's own entry moves.
+        const auto oldEntry = m_indexById.find(*filed);
+        if (oldEntry != m_indexById.end() && *oldEntry == node)
+            m_indexById.erase(oldEntry);
+        m_indexById.insert(newId, QPersistentModelIndex(node));
+        *filed = newId;
+    }
+}
+
+QStringList StandardTopologyModel::identifierIndexFaults() const
+{
+    QStringList faults;
+    QSet<QString> seen;
+    qsizetype nodes = 0;
+    TreeWalk::forEachIndex(*this, QModelIndex(), 0, rowCount() - 1, [&](const QModelIndex& node) {
+        ++nodes;
+        const QString id = QStandardItemModel::data(node, idRole).toString();
+        if (seen.contains(id))
+            faults << QStringLiteral("two nodes share the identifier \"%1\"").arg(id);
+        seen.insert(id);
+        if (m_indexById.value(id) != node)
+            faults << QStringLiteral("\"%1\" does not find its node").arg(id);
+        if (m_idOfItem.value(itemFromIndex(node)) != id)
+            faults << QStringLiteral("the node \"%1\" is filed under another identifier").arg(id);
+    });
+    for (auto entry = m_indexById.cbegin(); entry != m_indexById.cend(); ++entry) {
+        if (!entry->isValid() || QStandardItemModel::data(*entry, idRole).toString() != entry.key())
+            faults << QStringLiteral("\"%1\" is indexed without a node of that identifier").arg(entry.key());
+    }
+    if (m_idOfItem.size() != nodes)
+        faults << QStringLiteral("%1 nodes filed for %2 in the tree").arg(m_idOfItem.size()).arg(nodes);
+    return faults;
+}
+
+void StandardTopologyModel::forgetAllIdentifiers()
+{
+    m_indexById.clear();
+    m_idOfItem.clear();
 }

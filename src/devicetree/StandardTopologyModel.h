@@ -1,8 +1,8 @@
 #pragma once
 
-#include "IdentifierIndex.h"
-
 #include <QHash>
+#include <QMap>
+#include <QPersistentModelIndex>
 #include <QStandardItemModel>
 #include <QStringList>
 
@@ -11,8 +11,15 @@
 // role. It adds the published role names, a look-up of a node by identifier that
 // never walks the tree, and a whole-node read through dataRole for declarative views.
 //
-// The identifier index files every node under its idRole, the empty one too:
-// the login station is inserted without an identifier and named later.
+// The identifier index follows the model's own notifications only: rows are
+// indexed when rowsInserted reports them (a subtree inserted in one block is
+// findable at once) and unindexed on rowsAboutToBeRemoved, children before their
+// parent. A node whose idRole is changed after insertion (the login station is
+// inserted with an empty identifier and named later) is re-indexed from the
+// model's own dataChanged, so look-ups follow the new text and no longer find the
+// old one. Two nodes with one identifier: the later one wins, and removing either
+// drops the look-up of both. A model reset, whether through clear() or the base
+// class's, empties the index.
 class StandardTopologyModel : public QStandardItemModel
 {
     Q_OBJECT
@@ -212,19 +219,29 @@ public:
     // A change of nameRole is announced for Qt::DisplayRole as well, in the same dataChanged.
     bool setItemData(const QModelIndex& index, const QMap<int, QVariant>& roles) override;
     // For idRole the answer comes from the identifier index and start, hits and
-    // flags are ignored (of two nodes sharing an identifier, the first in tree
-    // order answers); every other role is matched by the base model.
+    // flags are ignored; every other role is matched by the base model.
     QModelIndexList match(const QModelIndex& start, int role, const QVariant& value, int hits = 1,
                           Qt::MatchFlags flags = Qt::MatchFlags(Qt::MatchStartsWith | Qt::MatchWrap)) const override;
 
-    // Walks the whole tree and compares it with the identifier index, which
-    // must find every node under its own identifier and hold nothing else; no
-    // two nodes may share an identifier. One line per fault, none when they
-    // agree. For tests and debugging; it costs a walk.
-    QStringList identifierIndexFaults() const { return m_indexById.faults(); }
+    void clear();
+
+    // Walks the whole tree and compares it with the identifier index: every
+    // node must be found under its own identifier, no two nodes may share
+    // one, and the index must hold nothing else. Returns one line per fault,
+    // none when they agree. For tests and debugging; it costs a walk.
+    QStringList identifierIndexFaults() const;
+
+protected:
+    void genModelIndexMap(const QModelIndex& parent, int first, int last);
+    void removeModelIndexMap(const QModelIndex& parent, int first, int last);
 
 private:
+    void followIdentifierChange(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles);
+    void forgetAllIdentifiers();
     QVariantMap wholeNodeMap(const QModelIndex& index) const;
 
-    IdentifierIndex m_indexById;
+    QMap<QString, QPersistentModelIndex> m_indexById;
+    // The text each indexed item was filed under, so that a changed idRole can be
+    // moved to its new key without searching the index.
+    QHash<const QStandardItem*, QString> m_idOfItem;
 };

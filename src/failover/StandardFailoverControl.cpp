@@ -3,12 +3,9 @@
 #include "ModuleLog.h"
 #include "PayloadFields.h"
 #include "StandardTopologyModel.h"
-#include "TreeOrder.h"
-
-#include <QStandardItemModel>
+#include "TreeWalk.h"
 
 #include <algorithm>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -260,28 +257,20 @@ void StandardFailoverControl::setSourceModel(QAbstractItemModel* model)
         disconnect(connection);
     m_sourceConnections.clear();
     QSortFilterProxyModel::setSourceModel(model);
-    m_nodesBySegment.reset();
-    m_serversLeaving.clear();
-    auto* items = qobject_cast<QStandardItemModel*>(model);
-    if (!items)
-        return;
-    // Connected after the base class, so that the proxy already maps the rows
-    // when these run. Leaving servers are noted before the index forgets them,
-    // arrivals and changed identifiers read after it has filed them.
-    m_sourceConnections.append(connect(model, &QAbstractItemModel::rowsAboutToBeRemoved, this,
-                                       &StandardFailoverControl::noteServersLeaving));
-    m_nodesBySegment = std::make_unique<IdentifierIndex>(
-            items,
-            [](const QStandardItem& node) {
-                const QString id = node.data(Model::idRole).toString();
-                return id.isEmpty() ? std::nullopt : std::optional(lastSegment(id));
-            },
-            QList<int>{Model::idRole}, IdentifierIndex::Keys::Shared);
-    m_sourceConnections += {
-            connect(model, &QAbstractItemModel::rowsInserted, this, &StandardFailoverControl::followInsertedRows),
-            connect(model, &QAbstractItemModel::rowsRemoved, this, &StandardFailoverControl::followRemovedRows),
-            connect(model, &QAbstractItemModel::dataChanged, this, &StandardFailoverControl::followSourceDataChanged),
-    };
+    if (model) {
+        // Connected after the base class, so that the proxy already maps the
+        // rows when these run.
+        m_sourceConnections = {
+                connect(model, &QAbstractItemModel::rowsInserted, this, &StandardFailoverControl::followInsertedRows),
+                connect(model, &QAbstractItemModel::rowsAboutToBeRemoved, this,
+                        &StandardFailoverControl::forgetRowsBeingRemoved),
+                connect(model, &QAbstractItemModel::rowsRemoved, this, &StandardFailoverControl::followRemovedRows),
+                connect(model, &QAbstractItemModel::dataChanged, this,
+                        &StandardFailoverControl::followSourceDataChanged),
+                connect(model, &QAbstractItemModel::modelReset, this, &StandardFailoverControl::rebuildSegmentIndex),
+        };
+    }
+    rebuildSegmentIndex();
 }
 
 bool StandardFailoverControl::filterAcceptsRow(int sourceRow, const QModelIndex& sourceParent) const
@@ -382,19 +371,18 @@ QModelIndex StandardFailoverControl::sourceNodeById(const QString& id) const
 
 QModelIndexList StandardFailoverControl::sourceNodesWithSegment(const QString& segment) const
 {
-    if (!m_nodesBySegment)
+    const auto ids = m_idsBySegment.constFind(segment);
+    if (ids == m_idsBySegment.cend())
         return QModelIndexList();
     // Sorted, so that of two nodes ending in one segment the same one answers first every time.
-    QList<QPair<QString, QModelIndex>> ordered;
-    for (const QStandardItem* node : m_nodesBySegment->items(segment))
-        ordered.append({node->data(Model::idRole).toString(), node->index()});
-    std::sort(ordered.begin(), ordered.end(), [](const auto& left, const auto& right) {
-        return left.first != right.first ? left.first < right.first : precedesInTreeOrder(left.second, right.second);
-    });
+    QStringList sortedIds(ids->cbegin(), ids->cend());
+    sortedIds.sort();
     QModelIndexList nodes;
-    nodes.reserve(ordered.size());
-    for (const auto& node : std::as_const(ordered))
-        nodes.append(node.second);
+    for (const QString& id : std::as_const(sortedIds)) {
+        const QModelIndex node = sourceNodeById(id);
+        if (node.isValid())
+            nodes.append(node);
+    }
     return nodes;
 }
 
@@ -500,22 +488,59 @@ void StandardFailoverControl::notifyRows(const QModelIndex& proxyParent, QList<i
     }
 }
 
-// --- Redundant servers that come and go in the source ------------------------
+// --- Segment index, kept from the source's notifications --------------------
+
+void StandardFailoverControl::indexRows(const QModelIndex& sourceParent, int first, int last,
+                                        QSet<QString>* runningServersSeen)
+{
+    TreeWalk::forEachIndex(*sourceModel(), sourceParent, first, last, [&](const QModelIndex& node) {
+        const QString id = idOf(node);
+        const QString segment = lastSegment(id);
+        if (!id.isEmpty())
+            m_idsBySegment[segment].insert(id);
+        if (m_runningServers.contains(segment))
+            runningServersSeen->insert(segment);
+    });
+}
+
+void StandardFailoverControl::unindexRows(const QModelIndex& sourceParent, int first, int last,
+                                          QSet<QString>* runningServersSeen)
+{
+    TreeWalk::forEachIndex(*sourceModel(), sourceParent, first, last, [&](const QModelIndex& node) {
+        const QString id = idOf(node);
+        const QString segment = lastSegment(id);
+        const auto ids = m_idsBySegment.find(segment);
+        if (ids != m_idsBySegment.end()) {
+            ids->remove(id);
+            if (ids->isEmpty())
+                m_idsBySegment.erase(ids);
+        }
+        if (m_runningServers.contains(segment))
+            runningServersSeen->insert(segment);
+    });
+}
+
+void StandardFailoverControl::rebuildSegmentIndex()
+{
+    m_idsBySegment.clear();
+    m_serversLeaving.clear();
+    if (!sourceModel())
+        return;
+    QSet<QString> runningServersSeen;
+    indexRows(QModelIndex(), 0, sourceModel()->rowCount() - 1, &runningServersSeen);
+}
 
 void StandardFailoverControl::followInsertedRows(const QModelIndex& sourceParent, int first, int last)
 {
-    for (const QString& server : std::as_const(m_runningServers)) {
-        if (m_nodesBySegment->isFiledWithin(server, sourceParent, first, last))
-            notifyAddressChange(server);
-    }
+    QSet<QString> arrivedServers;
+    indexRows(sourceParent, first, last, &arrivedServers);
+    for (const QString& server : std::as_const(arrivedServers))
+        notifyAddressChange(server);
 }
 
-void StandardFailoverControl::noteServersLeaving(const QModelIndex& sourceParent, int first, int last)
+void StandardFailoverControl::forgetRowsBeingRemoved(const QModelIndex& sourceParent, int first, int last)
 {
-    for (const QString& server : std::as_const(m_runningServers)) {
-        if (m_nodesBySegment->isFiledWithin(server, sourceParent, first, last))
-            m_serversLeaving.insert(server);
-    }
+    unindexRows(sourceParent, first, last, &m_serversLeaving);
 }
 
 void StandardFailoverControl::followRemovedRows()
@@ -540,8 +565,14 @@ void StandardFailoverControl::followSourceDataChanged(const QModelIndex& topLeft
         const QModelIndex node = topLeft.siblingAtRow(row).siblingAtColumn(0);
         const QString id = idOf(node);
         const QString segment = lastSegment(id);
-        if (identifierChanged && m_takerOf.contains(segment))
-            notifySubtree(node, allRewrittenRoles(), shielded);
+        if (identifierChanged) {
+            // The entry of the old identifier stays behind; it no longer
+            // resolves through the source, so it finds nothing.
+            if (!id.isEmpty())
+                m_idsBySegment[segment].insert(id);
+            if (m_takerOf.contains(segment))
+                notifySubtree(node, allRewrittenRoles(), shielded);
+        }
         if (m_runningServers.contains(segment))
             serversWithNewAddress.insert(segment);
     }

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "IdentifierIndex.h"
-
 #include <QHash>
 #include <QList>
 #include <QMap>
@@ -10,8 +8,6 @@
 #include <QSortFilterProxyModel>
 #include <QStringList>
 #include <QVariant>
-
-#include <memory>
 
 // A view of the device tree that knows which stations redundant (failover)
 // servers currently run for. Such a station and every node under it read as
@@ -32,8 +28,23 @@
 // it that are taken over in their own right are left out. The same happens when
 // the row or address of a redundant server that is running for someone comes,
 // goes or changes in the source. Nodes are found by segment through an index of
-// the source's items, which needs the source to be a QStandardItemModel (the
-// device model); over any other source no node is found by segment.
+// source identifiers kept from the source's own row notifications; rows are then
+// reached through the source's identifier look-up (match on idRole).
+//
+// Choices where the behaviour was open:
+// - An entry that is not a map or has no "Name" is wrong data: it is logged and
+//   changes nothing, so that no empty identifier is ever listed or hidden.
+// - A "running" entry without "@Server" is kept in the taken-over map with an
+//   empty value, but the empty segment of the login station is never taken
+//   over by it.
+// - When the redundant server's own row is not in the source, a taken-over
+//   node keeps its own ipRole.
+// - dataRole is rewritten only when the source answers it with a map.
+// - match on idRole answers from the source's identifier index like the device
+//   model itself (start, hits and flags ignored); a node this view hides is not
+//   found. Other roles are matched by a walk over the rewritten data.
+// - The filter is re-run only when it can change: when the redundant server
+//   list grows while redundant servers are hidden, or when the flag flips.
 class StandardFailoverControl : public QSortFilterProxyModel
 {
     Q_OBJECT
@@ -56,10 +67,7 @@ public:
     static Status TransferToStatus(const QString& status);
 
     // Applies the entry under "GetFailoverStatusRes" (reply) or "FailoverStatusChg"
-    // (event) of a status payload. An entry that is not a map or has no "Name" is
-    // logged and changes nothing, so that no empty identifier is ever listed or
-    // hidden. A "running" entry without "@Server" is kept in the taken-over map
-    // with an empty value, but never takes over the login station's empty segment.
+    // (event) of a status payload.
     void UpdateStatus(const QVariant& statusPayload);
     // Applies every entry, then re-filters and notifies once.
     void UpdateStatusList(const QList<QVariant>& entries);
@@ -97,13 +105,7 @@ public:
     void announceFailoverStatusChange(const QVariant& statusPayload);
 
     void setSourceModel(QAbstractItemModel* sourceModel) override;
-    // A taken-over node keeps its own ipRole while the redundant server's row is
-    // not in the source; dataRole is rewritten only when the source answers it
-    // with a map.
     QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
-    // idRole is answered from the source's identifier index like the device model
-    // itself (start, hits and flags ignored), and a node this view hides is not
-    // found; other roles are matched by a walk over the rewritten data.
     QModelIndexList match(const QModelIndex& start, int role, const QVariant& value, int hits = 1,
                           Qt::MatchFlags flags = Qt::MatchFlags(Qt::MatchStartsWith | Qt::MatchWrap)) const override;
 
@@ -116,8 +118,6 @@ signals:
                                const QString& activeServerId);
 
 protected:
-    // Re-run only when it can change: when the redundant server list grows while
-    // redundant servers are hidden, or when the flag flips.
     bool filterAcceptsRow(int sourceRow, const QModelIndex& sourceParent) const override;
 
 private:
@@ -142,8 +142,11 @@ private:
                            const QSet<QString>& shielded);
     void notifyRows(const QModelIndex& proxyParent, QList<int> rows, const QList<int>& roles);
 
+    void indexRows(const QModelIndex& sourceParent, int first, int last, QSet<QString>* runningServersSeen);
+    void unindexRows(const QModelIndex& sourceParent, int first, int last, QSet<QString>* runningServersSeen);
+    void rebuildSegmentIndex();
     void followInsertedRows(const QModelIndex& sourceParent, int first, int last);
-    void noteServersLeaving(const QModelIndex& sourceParent, int first, int last);
+    void forgetRowsBeingRemoved(const QModelIndex& sourceParent, int first, int last);
     void followRemovedRows();
     void followSourceDataChanged(const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles);
 
@@ -153,8 +156,8 @@ private:
     QMap<QString, QString> m_takenOver;
     TakerTable m_takerOf;
     QSet<QString> m_runningServers;
-    // The source's nodes by the last segment of their identifier.
-    std::unique_ptr<IdentifierIndex> m_nodesBySegment;
+    // Last identifier segment -> the source identifiers that end in it.
+    QHash<QString, QSet<QString>> m_idsBySegment;
     QSet<QString> m_serversLeaving;
     QList<QMetaObject::Connection> m_sourceConnections;
 };

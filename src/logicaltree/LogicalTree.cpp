@@ -4,7 +4,8 @@
 #include "LogicalTreeNames.h"
 #include "DeviceNodeFactory.h"
 #include "InputLimits.h"
-#include "LogicalTreeNodes.h"
+#include "LogicalTreeNodeBuilder.h"
+#include "ModuleLimits.h"
 #include "ModuleLog.h"
 #include "PayloadFields.h"
 #include "DeviceTreeNames.h"
@@ -15,6 +16,7 @@
 #include <QUuid>
 
 #include <algorithm>
+#include <deque>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -25,7 +27,6 @@ using PayloadFields::textOf;
 using PayloadFields::isRecord;
 
 using Model = LogicalTreeModel;
-using namespace LogicalTreeNodes;
 
 const QString kDefaultRootName = QStringLiteral("Station");
 const QString kRemovedCamerasFolderName = QStringLiteral("Removed Cameras");
@@ -36,9 +37,76 @@ const QString kStandaloneRootName = QStringLiteral("Default Root");
 const QString kStandaloneRootCameraId = QStringLiteral("nodeUIDForDefaultRoot");
 const QString kLocalDbMetaInfoKey = LocalDatabaseKeys::kMetaInfo;
 
+int numberOf(const QVariantMap& record, const char* key, int fallback)
+{
+    bool ok = false;
+    const int number = record.value(QLatin1String(key)).toInt(&ok);
+    return ok ? number : fallback;
+}
+
+QStringList textListOf(const QVariant& value)
+{
+    const int type = value.typeId();
+    if (type == QMetaType::QStringList || type == QMetaType::QVariantList)
+        return PayloadFields::textList(value);
+    return QStringList();
+}
+
+int levelOf(const QModelIndex& node)
+{
+    int level = 0;
+    for (QModelIndex ancestor = node; ancestor.isValid(); ancestor = ancestor.parent())
+        ++level;
+    return level;
+}
+
+// Whether nodes `levels` below the parent stay within the depth limit; a
+// top-level node is at level 1, and the invisible root at 0.
+bool hasRoomBelow(const QModelIndex& parent, int levels = 1)
+{
+    return levelOf(parent) + levels <= ModuleLimits::kMaxTreeDepth;
+}
+
+// Whether `node` with its subtree can go under `parent` within the depth limit.
+bool fitsBelow(const QModelIndex& node, const QModelIndex& parent)
+{
+    const auto* model = qobject_cast<const QStandardItemModel*>(node.model());
+    return model && levelOf(parent) + TreeWalk::heightOf(model->itemFromIndex(node)) <= ModuleLimits::kMaxTreeDepth;
+}
+
+// DI/DO hang one level below their owner: an owner at the depth limit keeps none.
+void keepDiDoWithinDepth(const QModelIndex& ownerParent, QStringList& diNames, QStringList& doNames)
+{
+    if (hasRoomBelow(ownerParent, 2))
+        return;
+    InputLimits::partsDropped(int(diNames.size() + doNames.size()));
+    diNames.clear();
+    doNames.clear();
+}
+
+// A device's ID within the tree: behind its station, or bare for the login station.
+QString joinedId(const QString& stationId, const QString& id)
+{
+    return stationId.isEmpty() ? id : stationId + QLatin1Char('/') + id;
+}
+
+QString stationPartOf(const QString& cameraId)
+{
+    const qsizetype slash = cameraId.lastIndexOf(QLatin1Char('/'));
+    return slash < 0 ? QStringLiteral("") : cameraId.left(slash);
+}
+
 bool isIoDevice(int type)
 {
     return type == Model::StationIoDevice || type == Model::ExternalDevice;
+}
+
+QStringList defaultDiDoNames(const QString& prefix, int count)
+{
+    QStringList names;
+    for (int number = 1; number <= count; ++number)
+        names.append(prefix + QString::number(number));
+    return names;
 }
 
 LogicalTreeNodeBuilder specialFolder(const QString& id, const QString& name)
@@ -48,6 +116,84 @@ LogicalTreeNodeBuilder specialFolder(const QString& id, const QString& name)
     return folder;
 }
 
+// Cameras arrive nameless and are named later from the device tree, so the name
+// is the only sign of a server node's kind.
+LogicalTreeNodeBuilder serverNode(const QVariantMap& node, const QString& stationId)
+{
+    const QString name = textOf(node, "name");
+    const QString nodeUid = textOf(node, "nodeUID");
+    LogicalTreeNodeBuilder builder;
+    builder.setID(textOf(node, "treeNodeId"))
+            .setNodeID(nodeUid)
+            .setName(DeviceNodeFactory::cleanDisplayName(name))
+            .setParentStationNodeID(stationId);
+    if (!name.isEmpty())
+        return builder.setType(Model::Folder).setJoystickKey(-1);
+    const QString cameraId = joinedId(stationId, nodeUid);
+    return builder.setType(Model::Camera)
+            .setJoystickKey(numberOf(node, "joystickKey", -1))
+            .setCameraNodeID(cameraId)
+            .setParentStationNodeID(stationPartOf(cameraId));
+}
+
+// Breadth first through a queue rather than by recursion: a broken or hostile
+// server may nest its folders thousands of levels deep. The subtree's top lies
+// at `level`; children that would lie deeper than the limit are left out, with
+// everything below them.
+QStandardItem* buildServerSubtree(const QVariantMap& node, const QString& stationId, int level)
+{
+    std::unique_ptr<QStandardItem> top(serverNode(node, stationId).build());
+    if (!top)
+        return nullptr;
+    struct Pending
+    {
+        QStandardItem* parent;
+        QVariantList children;
+        int childLevel;
+    };
+    std::deque<Pending> pending;
+    pending.push_back({top.get(), PayloadFields::listOf(node, "children"), level + 1});
+    while (!pending.empty()) {
+        const Pending next = std::move(pending.front());
+        pending.pop_front();
+        for (const QVariant& child : next.children) {
+            if (!isRecord(child))
+                continue;
+            if (next.childLevel > ModuleLimits::kMaxTreeDepth) {
+                InputLimits::partsDropped();
+                continue;
+            }
+            const QVariantMap childNode = child.toMap();
+            QStandardItem* item = serverNode(childNode, stationId).build();
+            if (!item)
+                continue;
+            next.parent->appendRow(item);
+            pending.push_back({item, PayloadFields::listOf(childNode, "children"), next.childLevel + 1});
+        }
+    }
+    return top.release();
+}
+
+// DI and DO share one running number in their IDs, while each kind counts its
+// own index from 0.
+QList<QStandardItem*> buildDiDoChildren(const QString& ownerId, const QStringList& diNames,
+                                        const QStringList& doNames)
+{
+    QList<QStandardItem*> children;
+    const auto append = [&](int type, const QString& name, int number, int index) {
+        const QString id = ownerId + QLatin1Char('_') + QString::number(number);
+        LogicalTreeNodeBuilder builder;
+        builder.setID(id).setCameraNodeID(id).setType(type).setName(name).setDIDOValue(0).setDIDOIndex(index);
+        if (QStandardItem* child = builder.build())
+            children.append(child);
+    };
+    for (int i = 0; i < diNames.size(); ++i)
+        append(Model::DigitalInput, diNames.at(i), i, i);
+    for (int j = 0; j < doNames.size(); ++j)
+        append(Model::DigitalOutput, doNames.at(j), int(diNames.size()) + j, j);
+    return children;
+}
+
 } // namespace
 
 const QString LogicalTree::kRemovedCamerasFolderId = DeviceTreeNames::kRemovedCamerasFolder;
@@ -55,18 +201,13 @@ const QString LogicalTree::kLocalDbFolderId = LogicalTreeNames::kLocalDbFolder;
 const QString LogicalTree::kIoDeviceFolderId = LogicalTreeNames::kIoDeviceFolder;
 
 LogicalTree::LogicalTree(QObject* parent)
-    : QObject(parent), m_idIndex(&m_model, Model::idRole, IdentifierIndex::Keys::Shared), m_viewModel(&m_model)
+    : QObject(parent), m_idIndex(&m_model, Model::idRole)
 {
 }
 
 LogicalTreeModel* LogicalTree::getModel()
 {
     return &m_model;
-}
-
-QAbstractItemModel* LogicalTree::viewModel()
-{
-    return &m_viewModel;
 }
 
 void LogicalTree::clear()
@@ -340,7 +481,8 @@ bool LogicalTree::fitsWithinDepth(const QString& sourceId, const QString& destin
 {
     const QModelIndex source = nodeById(sourceId);
     const QModelIndex destination = nodeById(destinationId);
-    return !source.isValid() || !destination.isValid() || fitsBelow(source, destination);
+    return !source.isValid() || !destination.isValid()
+        || levelOf(destination) + TreeWalk::heightOf(m_model.itemFromIndex(source)) <= ModuleLimits::kMaxTreeDepth;
 }
 
 bool LogicalTree::hasRoomForFolder(const QString& parentId) const
@@ -362,7 +504,16 @@ void LogicalTree::moveNodes(const QStringList& sourceIds, const QString& destina
             InputLimits::editRefused();
             continue;
         }
-        moveUnder(source, nodeById(destinationId));
+        QStandardItem* sourceParent = itemOrRoot(source.parent());
+        const int sourceRow = source.row();
+        // Taking the source out shifts the rows after it; the persistent index
+        // follows the destination wherever it ends up.
+        const QPersistentModelIndex destination(nodeById(destinationId));
+        const QList<QStandardItem*> row = sourceParent->takeRow(sourceRow);
+        if (QStandardItem* destinationItem = m_model.itemFromIndex(destination))
+            destinationItem->appendRow(row);
+        else
+            sourceParent->insertRow(sourceRow, row);
     }
 }
 
@@ -504,8 +655,7 @@ QModelIndex LogicalTree::nodeById(const QString& id) const
 {
     if (id.isEmpty())
         return QModelIndex();
-    const QStandardItem* node = m_idIndex.first(id);
-    return node ? node->index() : QModelIndex();
+    return m_idIndex.first(id);
 }
 
 QList<QPersistentModelIndex> LogicalTree::nodesOfCamera(const QString& cameraId) const
@@ -613,13 +763,15 @@ void LogicalTree::adoptWaitingIoDevices(const QString& deviceId)
     }
 }
 
-QModelIndex LogicalTree::moveUnder(const QModelIndex& node, const QModelIndex& parent)
+QPersistentModelIndex LogicalTree::moveUnder(const QPersistentModelIndex& node, const QModelIndex& parent)
 {
-    // Appended with its subtree, as one move that views follow.
-    QStandardItem* item = m_model.itemFromIndex(node);
-    QStandardItem* destination = itemOrRoot(parent);
-    m_viewModel.moveRow(item, destination, destination->rowCount());
-    return item ? item->index() : QModelIndex();
+    // Taken out and appended with its subtree: one removal and one insertion.
+    const QPersistentModelIndex destination(parent);
+    QStandardItem* item = itemOrRoot(node.parent())->takeRow(node.row()).value(0);
+    if (!item)
+        return QPersistentModelIndex();
+    itemOrRoot(destination)->appendRow(item);
+    return QPersistentModelIndex(item->index());
 }
 
 void LogicalTree::replaceDiDoRows(const QModelIndex& owner, const QString& ownerId, const QStringList& diNames,

@@ -1,12 +1,11 @@
 #include "LogicalTreeModel.h"
 
 #include "TreeOrder.h"
+#include "TreeWalk.h"
 
 #include <QStandardItem>
 
 #include <algorithm>
-#include <optional>
-#include <utility>
 
 namespace {
 
@@ -34,15 +33,20 @@ const WholeNodeField kWholeNodeFields[] = {
 } // namespace
 
 LogicalTreeModel::LogicalTreeModel(QObject* parent)
-    : QStandardItemModel(parent),
-      m_nodesByCameraId(
-              this,
-              [](const QStandardItem& node) {
-                  return node.data(typeRole).toInt() == Folder ? std::nullopt
-                                                               : std::optional(node.data(cameraNodeIDRole).toString());
-              },
-              {typeRole, cameraNodeIDRole}, IdentifierIndex::Keys::Shared)
+    : QStandardItemModel(parent)
 {
+    // Connected before anyone else can listen, so that the index is complete when
+    // other listeners of rowsInserted run and emptied while the rows still exist.
+    connect(this, &QAbstractItemModel::rowsInserted, this, &LogicalTreeModel::genModelIndexMap);
+    connect(this, &QAbstractItemModel::rowsAboutToBeRemoved, this, &LogicalTreeModel::removeModelIndexMap);
+    connect(this, &QAbstractItemModel::columnsAboutToBeRemoved, this, &LogicalTreeModel::forgetColumnZero);
+    connect(this, &QAbstractItemModel::modelAboutToBeReset, this, &LogicalTreeModel::forgetAllCameras);
+    connect(this, &QAbstractItemModel::modelReset, this, &LogicalTreeModel::indexAllRows);
+    // An item replaced in place is deleted between these two, unannounced.
+    connect(this, &QAbstractItemModel::layoutChanged, this, [this] {
+        forgetAllCameras();
+        indexAllRows();
+    });
 }
 
 QVariant LogicalTreeModel::data(const QModelIndex& index, int role) const
@@ -91,20 +95,96 @@ QModelIndexList LogicalTreeModel::match(const QModelIndex& start, int role, cons
 {
     if (role != cameraNodeIDRole)
         return QStandardItemModel::match(start, role, value, hits, flags);
-    QList<QStandardItem*> placements = m_nodesByCameraId.items(value.toString());
-    // Read each placement's tree ID once, not at every comparison.
-    QList<QPair<QString, QModelIndex>> ordered;
-    ordered.reserve(placements.size());
-    for (const QStandardItem* placement : std::as_const(placements))
-        ordered.append({placement->data(idRole).toString(), placement->index()});
-    std::sort(ordered.begin(), ordered.end(), [](const auto& left, const auto& right) {
-        if (left.first != right.first)
-            return left.first < right.first;
-        return precedesInTreeOrder(left.second, right.second);
-    });
     QModelIndexList result;
-    result.reserve(ordered.size());
-    for (const auto& placement : std::as_const(ordered))
-        result.append(placement.second);
+    const auto found = m_nodesByCameraId.constFind(value.toString());
+    if (found == m_nodesByCameraId.constEnd())
+        return result;
+    for (const QList<QStandardItem*>& placements : *found) {
+        const qsizetype firstOfTreeId = result.size();
+        for (const QStandardItem* placement : placements)
+            result.append(placement->index());
+        if (result.size() - firstOfTreeId > 1)
+            std::sort(result.begin() + firstOfTreeId, result.end(), precedesInTreeOrder);
+    }
     return result;
+}
+
+void LogicalTreeModel::clear()
+{
+    forgetAllCameras();
+    QStandardItemModel::clear();
+}
+
+void LogicalTreeModel::genModelIndexMap(const QModelIndex& parent, int first, int last)
+{
+    fileRows(itemOrRoot(parent), first, last);
+}
+
+void LogicalTreeModel::removeModelIndexMap(const QModelIndex& parent, int first, int last)
+{
+    forgetRows(itemOrRoot(parent), first, last);
+}
+
+// Children of any kind travel with a moved row; they are filed again here
+// because they were forgotten when the row was taken out.
+void LogicalTreeModel::fileRows(const QStandardItem* parent, int first, int last)
+{
+    TreeWalk::forEachItem(parent, first, last, [this](QStandardItem* node) {
+        if (node->data(typeRole).toInt() != Folder)
+            fileNode(node);
+    });
+}
+
+void LogicalTreeModel::forgetRows(const QStandardItem* parent, int first, int last)
+{
+    TreeWalk::forEachItem(parent, first, last, [this](QStandardItem* node) { unfileNode(node); });
+}
+
+void LogicalTreeModel::fileNode(QStandardItem* node)
+{
+    const QString cameraId = node->data(cameraNodeIDRole).toString();
+    const QString treeId = node->data(idRole).toString();
+    m_nodesByCameraId[cameraId][treeId].append(node);
+}
+
+void LogicalTreeModel::unfileNode(QStandardItem* node)
+{
+    // Folders are never filed; looking them up costs as little as testing their type
+    // and still finds a node whose type was changed after insertion.
+    const auto camera = m_nodesByCameraId.find(node->data(cameraNodeIDRole).toString());
+    if (camera == m_nodesByCameraId.end())
+        return;
+    const auto placements = camera->find(node->data(idRole).toString());
+    if (placements == camera->end())
+        return;
+    placements->removeOne(node);
+    if (placements->isEmpty())
+        camera->erase(placements);
+    if (camera->isEmpty())
+        m_nodesByCameraId.erase(camera);
+}
+
+void LogicalTreeModel::forgetColumnZero(const QModelIndex& parent, int first, int last)
+{
+    // The nodes live in column 0; removing it deletes them without a row removal.
+    if (first == 0 && last >= 0)
+        removeModelIndexMap(parent, 0, rowCount(parent) - 1);
+}
+
+void LogicalTreeModel::forgetAllCameras()
+{
+    m_nodesByCameraId.clear();
+}
+
+void LogicalTreeModel::indexAllRows()
+{
+    // A reset that leaves rows behind (the base class's clear() leaves none) must
+    // not leave them unfindable.
+    if (rowCount() > 0)
+        genModelIndexMap(QModelIndex(), 0, rowCount() - 1);
+}
+
+QStandardItem* LogicalTreeModel::itemOrRoot(const QModelIndex& index) const
+{
+    return index.isValid() ? itemFromIndex(index) : invisibleRootItem();
 }

@@ -1,17 +1,32 @@
 #pragma once
 
-#include "IdentifierIndex.h"
-
 #include <QList>
+#include <QMap>
 #include <QStandardItemModel>
 
 // The item model of the user's logical tree: folders, cameras, DI/DO, I/O
 // devices and local databases, one QStandardItem per node in column 0. It adds
 // the role names published to the views, a whole-node read through dataRole, and
 // a look-up of every placement of a camera by its camera ID that never walks the
-// tree: every node that is not a folder is filed under its camera ID. Several
-// nodes may share one camera ID and even one tree ID (the DI/DO of a camera
-// placed twice); each is a placement of its own.
+// tree.
+//
+// The camera index follows the model's own notifications only: every node that
+// is not a folder is filed under its camera ID and tree ID when rowsInserted
+// reports it or any ancestor of it, and forgotten on rowsAboutToBeRemoved of it
+// or an ancestor. A moved row (taken out and inserted again) therefore takes its
+// DI/DO children out of and back into the index with it, and the index always
+// holds exactly the non-folder nodes in the tree. Several nodes may share one
+// camera ID and even one tree ID (the DI/DO of a camera placed twice); each is a
+// placement of its own. A reset empties the index; a layout change (a sort, or an
+// item replaced in place) and the removal of column 0 refile what is left.
+// Changes of a node's data after insertion are not followed.
+//
+// The index holds the items themselves rather than persistent indexes: Qt
+// visits every persistent index of a model on each row removal, so one per node
+// would make every removal and every move cost a walk of the whole tree. Items
+// keep their identity when a row is taken out and inserted elsewhere, and leave
+// the model only in the ways listed above (deleting an item that is in the model
+// bypasses all of them and is not supported).
 class LogicalTreeModel : public QStandardItemModel
 {
     Q_OBJECT
@@ -72,8 +87,23 @@ public:
     QModelIndexList match(const QModelIndex& start, int role, const QVariant& value, int hits = 1,
                           Qt::MatchFlags flags = Qt::MatchFlags(Qt::MatchStartsWith | Qt::MatchWrap)) const override;
 
+    void clear();
+
+protected:
+    void genModelIndexMap(const QModelIndex& parent, int first, int last);
+    void removeModelIndexMap(const QModelIndex& parent, int first, int last);
+
 private:
+    void fileRows(const QStandardItem* parent, int first, int last);
+    void forgetRows(const QStandardItem* parent, int first, int last);
+    void fileNode(QStandardItem* node);
+    void unfileNode(QStandardItem* node);
+    void forgetColumnZero(const QModelIndex& parent, int first, int last);
+    void forgetAllCameras();
+    void indexAllRows();
+    QStandardItem* itemOrRoot(const QModelIndex& index) const;
     QVariantMap wholeNodeMap(const QStandardItem& item) const;
 
-    IdentifierIndex m_nodesByCameraId;
+    // camera ID -> tree ID -> the nodes with both, usually one.
+    QMap<QString, QMap<QString, QList<QStandardItem*>>> m_nodesByCameraId;
 };

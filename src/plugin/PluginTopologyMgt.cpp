@@ -85,7 +85,7 @@ bool PluginTopologyMgt::Init(QQmlContext*)
         // The logical views see the device data through the failover control, so
         // that taken-over stations show in them too.
         m_topologyDataModel = new LogicalTreeTopologyDataModel(this);
-        m_topologyDataModel->setSourceModel(m_logicalTree.viewModel());
+        m_topologyDataModel->setSourceModel(m_logicalTree.getModel());
         m_topologyDataModel->setTopologyModel(m_failoverControl);
         m_validCameraDataModel = new LogicalTreeValidCameraDataModel(this);
         m_validCameraDataModel->setSourceModel(m_topologyDataModel);

@@ -1,4 +1,5 @@
 #include "StandardTopologyModel.h"
+#include "TestSupport.h"
 
 #include <QAbstractItemModelTester>
 #include <QStandardItem>
@@ -28,6 +29,24 @@ QStandardItem* stationWithCameras(const QString& stationId)
     return station;
 }
 
+bool findable(const Model& model, const QString& id)
+{
+    const QModelIndexList hits = model.match(model.index(0, 0), Model::idRole, id, 1, Qt::MatchRecursive);
+    return hits.size() == 1 && hits.first().data(Model::idRole).toString() == id;
+}
+
+QStringList findableOf(const Model& model, const QStringList& ids)
+{
+    QStringList found;
+    for (const QString& id : ids) {
+        if (findable(model, id))
+            found << id;
+    }
+    return found;
+}
+
+const QStringList kStationAndCameras = {"S1", "S1/C_1", "S1/C_2", "S1/C_3"};
+
 } // namespace
 
 class TestStandardTopologyModel : public QObject
@@ -36,6 +55,9 @@ class TestStandardTopologyModel : public QObject
 
 private slots:
     void publishesEveryRoleOnceUnderItsOwnName();
+    void indexIsCompleteWhenRowsAreAnnounced();
+    void indexFollowsMovedRowsChangedIdentifiersAndResets();
+    void duplicateIdentifiers();
     void match_data();
     void match();
     void wholeNodeMapDependsOnItemType();
@@ -64,6 +86,106 @@ void TestStandardTopologyModel::publishesEveryRoleOnceUnderItsOwnName()
     QCOMPARE(Model::convertRoleNameStringToEnum("noSuchRole"), 0);
     QCOMPARE(Model::convertRoleNameStringToEnum("NameRole"), 0);
     QCOMPARE(Model::convertRoleNameStringToEnum(""), 0);
+}
+
+void TestStandardTopologyModel::indexIsCompleteWhenRowsAreAnnounced()
+{
+    // given
+    Model model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    ModelNotificationRecorder recorder(&model, Model::idRole);
+    QStringList findableWhenInserted;
+    QStringList findableWhenRemoved{"not announced"};
+    int rowsWhenRemoved = -1;
+    connect(&model, &QAbstractItemModel::rowsInserted, this,
+            [&] { findableWhenInserted = findableOf(model, kStationAndCameras); });
+    connect(&model, &QAbstractItemModel::rowsAboutToBeRemoved, this, [&] {
+        rowsWhenRemoved = model.rowCount();
+        findableWhenRemoved = findableOf(model, kStationAndCameras);
+    });
+    // when a subtree goes in as one block
+    model.appendRow(stationWithCameras("S1"));
+    // then every node of it is findable when the block is announced
+    QCOMPARE(recorder.lines(), QStringList({"insert 0..0 under <root>", "inserted 0..0 under <root>"}));
+    QCOMPARE(findableWhenInserted, kStationAndCameras);
+
+    // when it is removed again
+    model.appendRow(node("S2", QString(), Model::StationItem));
+    model.removeRow(0);
+    // then it was unindexed before the rows went, and the rest is found at its new row
+    QCOMPARE(rowsWhenRemoved, 2);
+    QCOMPARE(findableWhenRemoved, QStringList());
+    QCOMPARE(model.match(QModelIndex(), Model::idRole, "S2").value(0).row(), 0);
+}
+
+void TestStandardTopologyModel::indexFollowsMovedRowsChangedIdentifiersAndResets()
+{
+    // given: the login station enters without an identifier
+    Model model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    QStandardItem* station = stationWithCameras(QString());
+    model.appendRow(station);
+    QVERIFY(findable(model, QString()));
+    // when a camera goes in front of the others and the first one is taken out
+    station->insertRow(0, node("/C_9"));
+    station->removeRow(1);
+    // then the look-up follows the rows that moved
+    QVERIFY(!findable(model, "/C_1"));
+    QCOMPARE(model.match(QModelIndex(), Model::idRole, "/C_9").value(0).row(), 0);
+    QCOMPARE(model.match(QModelIndex(), Model::idRole, "/C_3").value(0).row(), 2);
+
+    // when the identifier is set, alone and together with other roles
+    const QModelIndex index = model.index(0, 0);
+    model.setData(index, QStringLiteral("S1"), Model::idRole);
+    QVERIFY(findable(model, "S1"));
+    QVERIFY(!findable(model, QString()));
+    QVERIFY(model.setItemData(index, {{Model::idRole, QStringLiteral("S1-renamed")}, {Model::nameRole, "Main"}}));
+    QVERIFY(findable(model, "S1-renamed"));
+    QVERIFY(!findable(model, "S1"));
+    // then other roles leave the index alone
+    model.setData(index, QStringLiteral("S1"), Model::nodeIDRole);
+    QVERIFY(findable(model, "S1-renamed"));
+    // and the consistency check finds nothing to report
+    QCOMPARE(model.identifierIndexFaults(), QStringList());
+    // and the node is unindexed under its current identifier when it goes
+    model.removeRow(0);
+    QVERIFY(!findable(model, "S1-renamed"));
+    QVERIFY(!findable(model, "/C_3"));
+
+    // when the model is cleared, by itself or through the base class
+    model.appendRow(stationWithCameras("S1"));
+    model.clear();
+    QCOMPARE(findableOf(model, kStationAndCameras), QStringList());
+    model.appendRow(stationWithCameras("S2"));
+    static_cast<QStandardItemModel&>(model).clear();
+    QVERIFY(!findable(model, "S2/C_1"));
+    // then it indexes again afterwards
+    model.appendRow(stationWithCameras("S1"));
+    QVERIFY(findable(model, "S1/C_3"));
+}
+
+void TestStandardTopologyModel::duplicateIdentifiers()
+{
+    // given: two nodes share one identifier; the later one is found
+    Model model;
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    model.appendRow(node("dup", "first"));
+    model.appendRow(node("dup", "second"));
+    model.appendRow(node("dup", "third"));
+    QCOMPARE(model.match(QModelIndex(), Model::idRole, "dup").value(0).data(Model::nameRole), QVariant("third"));
+    // and the consistency check names every node the look-up misses
+    const QString shared = "two nodes share the identifier \"dup\"", lost = "\"dup\" does not find its node";
+    QCOMPARE(model.identifierIndexFaults(), QStringList({lost, shared, lost, shared}));
+    // when the first one is renamed, the look-up of the later one stays
+    model.setData(model.index(0, 0), QStringLiteral("renamed"), Model::idRole);
+    // then
+    QCOMPARE(model.match(QModelIndex(), Model::idRole, "renamed").value(0).data(Model::nameRole), QVariant("first"));
+    QCOMPARE(model.match(QModelIndex(), Model::idRole, "dup").value(0).data(Model::nameRole), QVariant("third"));
+    // when one of the remaining two goes, neither is found any more
+    model.removeRow(1);
+    QVERIFY(!findable(model, "dup"));
+    QVERIFY(findable(model, "renamed"));
+    QCOMPARE(model.identifierIndexFaults(), QStringList({lost}));
 }
 
 void TestStandardTopologyModel::match_data()

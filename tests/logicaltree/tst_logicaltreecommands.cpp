@@ -58,9 +58,9 @@ private slots:
     {
         Fixture given;
         given.reply("retrieveLogicalTree", Fixture::serverTree());
-        QAbstractItemModelTester tester(given.plugin.logicalTree().viewModel(),
+        QAbstractItemModelTester tester(given.plugin.logicalTree().getModel(),
                                         QAbstractItemModelTester::FailureReportingMode::Fatal);
-        ModelNotificationRecorder changes(given.plugin.logicalTree().viewModel(), LogicalTreeModel::idRole);
+        ModelNotificationRecorder changes(given.plugin.logicalTree().getModel(), LogicalTreeModel::idRole);
 
         given.plugin.moveLogicalTreeNode({"T1"}, "F2");
         given.plugin.renameLogicalTreeFolder("F2", "Back yard");
@@ -125,7 +125,7 @@ private slots:
     {
         Fixture given;
         given.reply("retrieveLogicalTree", Fixture::serverTree());
-        QAbstractItemModelTester tester(given.plugin.logicalTree().viewModel(),
+        QAbstractItemModelTester tester(given.plugin.logicalTree().getModel(),
                                         QAbstractItemModelTester::FailureReportingMode::Fatal);
         QSignalSpy moveComplete(&given.plugin, &PluginTopologyMgt::moveLogicalTreeNodeComplete);
         QSignalSpy folderInserted(&given.plugin, &PluginTopologyMgt::logicalTreeFolderInserted);

@@ -46,7 +46,7 @@ struct LogicalTreeInstallation
     LogicalTreeInstallation()
     {
         failover.setSourceModel(devices.getModel());
-        topologyData.setSourceModel(logical.viewModel());
+        topologyData.setSourceModel(logical.getModel());
         topologyData.setTopologyModel(&failover);
         validCameras.setSourceModel(&topologyData);
     }

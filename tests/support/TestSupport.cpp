@@ -19,11 +19,6 @@ ModelNotificationRecorder::ModelNotificationRecorder(QAbstractItemModel* model, 
             [this](const QModelIndex& p, int first, int last) {
                 m_lines << QStringLiteral("removed %1..%2 under %3").arg(first).arg(last).arg(nameOf(p));
             });
-    connect(model, &QAbstractItemModel::rowsMoved, this,
-            [this](const QModelIndex& from, int first, int last, const QModelIndex& to, int row) {
-                m_lines << QStringLiteral("moved %1..%2 under %3 to %4 at %5")
-                                   .arg(first).arg(last).arg(nameOf(from), nameOf(to)).arg(row);
-            });
     connect(model, &QAbstractItemModel::dataChanged, this,
             [this](const QModelIndex& topLeft, const QModelIndex& bottomRight, const QList<int>& roles) {
                 QStringList roleTexts;

@@ -7,8 +7,7 @@
 
 // Records the structural and data notifications of a model as readable lines,
 // so that a test can compare the whole sequence at once:
-//   "inserted 0..2 under s1", "removed 1..1 under <root>", "changed 3 roles 284,304",
-//   "moved 0..0 under f1 to f2 at 3".
+//   "inserted 0..2 under s1", "removed 1..1 under <root>", "changed 3 roles 284,304".
 // Parents are named by the text under `nameRole` (the identifier role of the
 // model under test), or "<root>".
 class ModelNotificationRecorder : public QObject
